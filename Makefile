@@ -1,0 +1,37 @@
+# Thin front of the CMake presets. `make run` and `make test` do all the set-up on a fresh machine.
+PROGRAM ?= build/stage/share/sverun/examples/checksum
+ARGS    ?= README.md
+JOBS    ?= $(shell nproc)
+
+export CTEST_PARALLEL_LEVEL ?= $(JOBS)
+
+.PHONY: build run test bench format clean packages
+.DEFAULT_GOAL := build
+
+packages:
+	@scripts/install-packages.sh
+
+# The programs for this machine and the AArch64 libraries, put together under build/stage.
+build: packages
+	cmake --preset host $(CMAKE_ARGS)
+	cmake --preset aarch64 $(CMAKE_ARGS)
+	cmake --build --preset host -j $(JOBS)
+	cmake --build --preset aarch64 -j $(JOBS)
+	@cmake --install build/host > /dev/null
+	@cmake --install build/aarch64 > /dev/null
+
+run: build
+	build/stage/bin/sverun $(PROGRAM) $(ARGS)
+
+test: build
+	cmake --preset host-sanitize $(CMAKE_ARGS)
+	cmake --build --preset host-sanitize -j $(JOBS)
+	ctest --preset host
+	ctest --preset host-sanitize
+	ctest --preset aarch64
+
+format:
+	git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format -i
+
+clean:
+	rm -rf build

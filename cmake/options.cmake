@@ -1,0 +1,50 @@
+# Options of the build, and the compiler flags that every target of ours shares.
+
+set(SVE_VECTOR_BITS 640 CACHE STRING "Vector length in bits: a multiple of 128 from 128 to 2048")
+if(NOT SVE_VECTOR_BITS MATCHES "^[1-9][0-9]*$" OR SVE_VECTOR_BITS GREATER 2048)
+    set(bad_vector_length TRUE)
+else()
+    math(EXPR rest "${SVE_VECTOR_BITS} % 128")
+    if(rest)
+        set(bad_vector_length TRUE)
+    endif()
+endif()
+if(bad_vector_length)
+    message(FATAL_ERROR "SVE_VECTOR_BITS is '${SVE_VECTOR_BITS}': "
+                        "give a multiple of 128 from 128 to 2048, such as 640.")
+endif()
+
+option(SVE_SANITIZE "Build with address and undefined-behaviour sanitizers" OFF)
+set(SVE_PLATFORM builtin CACHE STRING
+    "Platform that the client library is built for: builtin, or dynamorio (an installed one)")
+set_property(CACHE SVE_PLATFORM PROPERTY STRINGS builtin dynamorio)
+if(NOT SVE_PLATFORM MATCHES "^(builtin|dynamorio)$")
+    message(FATAL_ERROR "SVE_PLATFORM is '${SVE_PLATFORM}': give builtin or dynamorio.")
+endif()
+
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    set(SVE_TARGET_IS_AARCH64 TRUE)
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS ON) # vector types and the `asm` keyword
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# sve_flags: warnings and definitions for our own targets, not for the test library's sources.
+add_library(sve_flags INTERFACE)
+target_include_directories(sve_flags INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(sve_flags INTERFACE
+    -Wall -Wextra -Werror
+    # A vector wider than the host's registers is passed within one library only.
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>)
+target_compile_definitions(sve_flags INTERFACE SVE_VECTOR_BITS=${SVE_VECTOR_BITS})
+if(SVE_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()

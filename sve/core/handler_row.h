@@ -1,0 +1,20 @@
+#pragma once
+
+#include "sve/core/decode_maps.h"
+
+#include <span>
+
+namespace sve {
+
+// Everything that is particular to one handler stands in one row, in the rows file of its family.
+struct handler_row {
+    const char *name;      // of the handler
+    const decode_map *map; // the map that holds it
+    unsigned key;          // its key in that map
+    aarch64_handler handler;
+};
+
+// A family's rows: constant-initialised, so that they are there when the maps are built from them.
+using handler_rows = std::span<const handler_row>;
+
+} // namespace sve

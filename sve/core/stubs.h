@@ -1,0 +1,33 @@
+#pragma once
+
+// Decode stubs. A stub knows from its row which form it serves and at which element size; it takes the
+// operand fields out of the word, tests no opcode bits, and hands them on. Its template arguments are
+// the routine and the operand descriptors (operands.h), which must agree with the routine's
+// parameters or the row doesn't compile.
+
+#include "sve/core/handler_row.h"
+#include "sve/core/host_fp.h"
+#include "sve/core/operands.h"
+
+namespace sve {
+
+// The direct route: `routine` works in place on the state.
+template <auto routine, class... Operand>
+aarch64_decode_rc direct(cpu_state *state, unsigned int word) {
+    state->insn = word;
+    return routine(state, Operand::read(word)...);
+}
+
+// The same for routines that use the host's floating-point instructions: the exceptions that they
+// raised are in the host's FPSR.
+template <auto routine, class... Operand>
+aarch64_decode_rc direct_fp(cpu_state *state, unsigned int word) {
+    const aarch64_decode_rc rc = direct<routine, Operand...>(state, word);
+    state->fpsr = read_host_fpsr();
+    return rc;
+}
+
+// Prefetches: nothing is touched.
+inline aarch64_decode_rc no_op(cpu_state *, unsigned int) { return AARCH64_DECODE_OK; }
+
+} // namespace sve

@@ -1,0 +1,116 @@
+#include "sve/core/sve_utils.h"
+
+#include "sve/core/handler_row.h"
+#include "sve/core/host_fp.h"
+#include "sve/integer/arithmetic.h"
+
+#include <array>
+#include <cstdio>
+#include <tuple>
+#include <unistd.h>
+
+using namespace sve;
+
+// ---- What the static initialiser prepares, in this order ------------------------------------------
+
+constinit mapped_arena sve::icounts_memory;
+constinit std::atomic<uint64_t> sve_instr_count = 0;
+constinit std::mutex icounts_mutex;
+
+decltype(icounts) icounts;
+
+int page_size = static_cast<int>(sysconf(_SC_PAGESIZE));
+
+// The instruction families. Nothing else in the core knows that they exist.
+static constexpr const handler_rows *families[] = {
+    &integer_arithmetic_rows,
+};
+
+static decode_map build_decode_map(const decode_map *which) {
+    decode_map map;
+    for (const handler_rows *family : families)
+        for (const handler_row &row : *family)
+            if (row.map == which)
+                map.emplace(static_cast<int>(row.key), row.handler);
+    return map;
+}
+
+#define MAP(fields, execute, is_sve)                                                               \
+    decode_map decode_map__##fields = build_decode_map(&decode_map__##fields);
+SVE_DECODE_MAPS(MAP)
+#undef MAP
+
+[[maybe_unused]] static const bool loaded = [] {
+    if (library_loaded)
+        library_loaded();
+    return true;
+}();
+
+// ---- The two cascades -----------------------------------------------------------------------------
+
+using cascade = std::array<const decode_map_info *, decode_map_count>;
+
+static consteval cascade in_order(unsigned decode_map_info::*position) {
+    cascade result{};
+    for (const decode_map_info &info : decode_map_infos)
+        result.at(info.*position - 1) = &info;
+    return result;
+}
+
+static constexpr cascade is_sve_cascade = in_order(&decode_map_info::is_sve_position);
+static constexpr cascade execute_cascade = in_order(&decode_map_info::execute_position);
+
+static aarch64_handler find_handler(const cascade &maps, unsigned int word) {
+    for (const decode_map_info *info : maps) {
+        const auto row = info->map->find(info->fields.key(word));
+        if (row != info->map->end())
+            return row->second;
+    }
+    return nullptr;
+}
+
+aarch64_handler is_sve(unsigned int word) { return find_handler(is_sve_cascade, word); }
+
+aarch64_decode_rc execute_sve_instruction(cpu_state *state) {
+    unsigned int *const pc = state->pc;
+    const unsigned int word = *pc;
+    const aarch64_handler handler = find_handler(execute_cascade, word);
+    if (!handler)
+        return AARCH64_DECODE_UNIMPLEMENTED;
+
+    {
+        const host_fp_scope application_words(state->fpcr, state->fpsr);
+        const aarch64_decode_rc rc = handler(state, word);
+        if (rc != AARCH64_DECODE_OK)
+            return rc;
+    }
+    update_sve_stats(pc, word);
+    state->pc = pc + 1;
+    return AARCH64_DECODE_OK;
+}
+
+// ---- Statistics -----------------------------------------------------------------------------------
+
+// Adds 1 to a counter that is only written under icounts_mutex. It is atomic for those who read it
+// without the lock; a read-modify-write would cost an exclusive pair on every emulated instruction.
+static void increment(std::atomic<uint64_t> &counter) {
+    counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+}
+
+void update_sve_stats(unsigned int *pc, unsigned int word) {
+    const std::lock_guard lock(icounts_mutex);
+    increment(sve_instr_count);
+    auto row = icounts.find(pc);
+    if (row == icounts.end())
+        row = icounts
+                  .emplace(std::piecewise_construct, std::tuple(pc),
+                           std::tuple(std::piecewise_construct, std::tuple(word), std::tuple(0)))
+                  .first;
+    increment(row->second.second);
+}
+
+void dump_sve_stats() {
+    for (const auto &[pc, row] : icounts)
+        fprintf(stderr, "%p: 0x%08x %ld\n", static_cast<void *>(pc), row.first,
+                static_cast<long>(row.second.load()));
+}
