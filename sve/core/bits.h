@@ -12,7 +12,8 @@ constexpr uint32_t bits(uint32_t word, unsigned high, unsigned low) {
 }
 
 // A list of fields written as in the architecture's tables: high and low bit of each, the most
-// significant field first. `joined_fields<21, 16, 12, 10>` are bits 21:16 with bits 12:10 below them.
+// significant field first. `joined_fields<21, 16, 12, 10>` are bits 21:16 with bits 12:10 below
+// them.
 template <unsigned high, unsigned low, unsigned... more>
 struct joined_fields {
     static_assert(high >= low && high < 32 && sizeof...(more) % 2 == 0);

@@ -11,24 +11,25 @@
 
 // What a handler, a direct routine and execute_sve_instruction return.
 enum aarch64_decode_rc : int {
-    AARCH64_DECODE_OK = 0,            // the instruction was emulated
-    AARCH64_DECODE_UNIMPLEMENTED = 2, // the word is in no decode map, or its handler emulates nothing
+    AARCH64_DECODE_OK = 0, // the instruction was emulated
+    AARCH64_DECODE_UNIMPLEMENTED =
+        2, // the word is in no decode map, or its handler emulates nothing
 };
 
 // The registers of one application thread. Only that thread touches them.
 //
-// General registers, SP, flags, FPSR, FPCR and the low 16 bytes of each Z row are handed over before
-// and after every emulated instruction. The rest of the Z rows, P and FFR exist nowhere else and
-// stay from one emulated instruction to the next.
+// General registers, SP, flags, FPSR, FPCR and the low 16 bytes of each Z row are handed over
+// before and after every emulated instruction. The rest of the Z rows, P and FFR exist nowhere else
+// and stay from one emulated instruction to the next.
 struct cpu_state {
-    uint64_t x[31];    // X0 to X30; register 31 is never reached through this array
-    uint64_t sp;       // SP
-    unsigned int *pc;  // address of the instruction that is being emulated
-    uint64_t nzcv;     // as the NZCV system register: N bit 31, Z 30, C 29, V 28, others 0
-    uint32_t fpsr;     // FPSR
-    uint32_t fpcr;     // FPCR
-    uint32_t fpcr_or;  // a control word that reference stubs OR into fpcr; 0 unless someone sets it
-    uint32_t padding;   // puts z at a multiple of 16 bytes, see below
+    uint64_t x[31];   // X0 to X30; register 31 is never reached through this array
+    uint64_t sp;      // SP
+    unsigned int *pc; // address of the instruction that is being emulated
+    uint64_t nzcv;    // as the NZCV system register: N bit 31, Z 30, C 29, V 28, others 0
+    uint32_t fpsr;    // FPSR
+    uint32_t fpcr;    // FPCR
+    uint32_t fpcr_or; // a control word that reference stubs OR into fpcr; 0 unless someone sets it
+    uint32_t padding; // puts z at a multiple of 16 bytes, see below
     // Z0 to Z31: element 0 at the lowest byte, elements little-endian. The first 16 bytes of row n
     // are Vn.
     uint8_t z[32][sve_vector_bytes];
@@ -49,14 +50,14 @@ inline constexpr unsigned sve_size_b = 0;
 inline constexpr unsigned sve_size_h = 1;
 inline constexpr unsigned sve_size_s = 2;
 inline constexpr unsigned sve_size_d = 3;
-inline constexpr unsigned sve_size_q = 4;      // aarch64_z_reg: 128-bit elements
+inline constexpr unsigned sve_size_q = 4;       // aarch64_z_reg: 128-bit elements
 inline constexpr unsigned sve_pred_merging = 4; // aarch64_p_reg: Pg/M
 inline constexpr unsigned sve_pred_zeroing = 5; // aarch64_p_reg: Pg/Z
-inline constexpr unsigned sve_pred_plain = 6;   // aarch64_p_reg: a governing predicate without either
+inline constexpr unsigned sve_pred_plain = 6; // aarch64_p_reg: a governing predicate without either
 
-// Operand records. A plain operand, which is only read or only written, has `size`, and the other two
-// words are unset. A tied operand, which is both (Zdn, Pdn, Rdn), has `dst_size` and `src_size`,
-// always equal, and `size` is unset.
+// Operand records. A plain operand, which is only read or only written, has `size`, and the other
+// two words are unset. A tied operand, which is both (Zdn, Pdn, Rdn), has `dst_size` and
+// `src_size`, always equal, and `size` is unset.
 
 struct aarch64_z_reg {
     static constexpr unsigned unset = 5;
@@ -101,7 +102,8 @@ struct aarch64_i_rsp_reg {
     uint32_t num;
     uint32_t size;
 
-    SVE_EXPORT static const char *const wname[32]; // the last entry is "illegal": there is no W view
+    SVE_EXPORT static const char
+        *const wname[32]; // the last entry is "illegal": there is no W view
     SVE_EXPORT static const char *const xname[32];
 };
 

@@ -1,12 +1,12 @@
 #pragma once
 
 // The decoder is a cascade of 44 maps. A map's name is its key: the bit fields of the word, most
-// significant first, high and low bit of a field joined by one underscore, fields by two. The key of
-// decode_map__31_21__15_10 is word bits 31:21 with bits 15:10 below them.
+// significant first, high and low bit of a field joined by one underscore, fields by two. The key
+// of decode_map__31_21__15_10 is word bits 31:21 with bits 15:10 below them.
 //
-// One line a map, in the order of construction. The numbers are the map's places in the two cascades,
-// that of execute_sve_instruction and that of is_sve. Both go from the widest key to the narrowest;
-// among keys of one width the order changes no result, since no word matches two rows.
+// One line a map, in the order of construction. The numbers are the map's places in the two
+// cascades, that of execute_sve_instruction and that of is_sve. Both go from the widest key to the
+// narrowest; among keys of one width the order changes no result, since no word matches two rows.
 
 #include "sve/core/bits.h"
 #include "sve/core/export.h"
@@ -98,8 +98,8 @@ struct key_fields {
     constexpr int key(uint32_t word) const {
         uint64_t key = 0;
         for (unsigned i = 0; i < count; i++)
-            key = key << (field[i].high - field[i].low + 1) |
-                  bits(word, field[i].high, field[i].low);
+            key =
+                key << (field[i].high - field[i].low + 1) | bits(word, field[i].high, field[i].low);
         return static_cast<int>(key);
     }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-// The host's floating-point control and status words, in the layout of the AArch64 FPCR and FPSR. On
-// other hosts they are a pair of words of the thread's own, with the same meaning for the operations
-// behind this header.
+// The host's floating-point control and status words, in the layout of the AArch64 FPCR and FPSR.
+// On other hosts they are a pair of words of the thread's own, with the same meaning for the
+// operations behind this header.
 
 #include <cstdint>
 
@@ -31,15 +31,23 @@ inline void write_host_fpsr(uint32_t value) {
 
 inline thread_local uint32_t host_fpcr_word;
 inline thread_local uint32_t host_fpsr_word;
-inline uint32_t read_host_fpcr() { return host_fpcr_word; }
-inline void write_host_fpcr(uint32_t value) { host_fpcr_word = value; }
-inline uint32_t read_host_fpsr() { return host_fpsr_word; }
-inline void write_host_fpsr(uint32_t value) { host_fpsr_word = value; }
+inline uint32_t read_host_fpcr() {
+    return host_fpcr_word;
+}
+inline void write_host_fpcr(uint32_t value) {
+    host_fpcr_word = value;
+}
+inline uint32_t read_host_fpsr() {
+    return host_fpsr_word;
+}
+inline void write_host_fpsr(uint32_t value) {
+    host_fpsr_word = value;
+}
 
 #endif
 
-// Puts a control and a status word into force on the host, and gives the caller's back at the end of
-// the scope.
+// Puts a control and a status word into force on the host, and gives the caller's back at the end
+// of the scope.
 class host_fp_scope {
 public:
     host_fp_scope(uint32_t fpcr, uint32_t fpsr)

@@ -6,8 +6,9 @@
 
 namespace sve {
 
-// The published DecodeBitMasks for a 64-bit result: an element of 2 to 64 bits holding S+1 ones rotated
-// right by R, repeated to 64 bits. Reserved field values give some mask; they are not looked for.
+// The published DecodeBitMasks for a 64-bit result: an element of 2 to 64 bits holding S+1 ones
+// rotated right by R, repeated to 64 bits. Reserved field values give some mask; they are not
+// looked for.
 constexpr uint64_t decode_bit_mask(unsigned n, unsigned immr, unsigned imms) {
     const unsigned length_field = (n << 6 | (~imms & 0x3f)) & 0x7f;
     unsigned length = 0;

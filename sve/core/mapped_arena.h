@@ -17,13 +17,16 @@ private:
 };
 
 // The standard allocator interface for a container whose elements are never removed.
-template <class T, mapped_arena &arena> struct mapped_allocator {
+template <class T, mapped_arena &arena>
+struct mapped_allocator {
     using value_type = T;
-    template <class U> struct rebind {
+    template <class U>
+    struct rebind {
         using other = mapped_allocator<U, arena>;
     };
     mapped_allocator() = default;
-    template <class U> mapped_allocator(const mapped_allocator<U, arena> &) {}
+    template <class U>
+    mapped_allocator(const mapped_allocator<U, arena> &) {}
 
     T *allocate(std::size_t count) { return static_cast<T *>(arena.allocate(count * sizeof(T))); }
     void deallocate(T *, std::size_t) {}

@@ -1,8 +1,8 @@
 #pragma once
 
-// Operand descriptors: what a row lists behind its routine. A descriptor is a type whose read() takes
-// one operand out of the instruction word; its name says the operand's role in the published syntax
-// and, where a role has several places, the bits.
+// Operand descriptors: what a row lists behind its routine. A descriptor is a type whose read()
+// takes one operand out of the instruction word; its name says the operand's role in the published
+// syntax and, where a role has several places, the bits.
 //
 //     direct<sve_sub_zpz, Zdn<S>, Pg<M>, Zm_9_5<S>>   SUB Zdn.S, Pg/M, Zdn.S, Zm.S
 
@@ -43,33 +43,54 @@ struct tied_operand {
 };
 
 // Vectors. Zd also stands for Zt.
-template <unsigned size> using Zd = plain_operand<aarch64_z_reg, 4, 0, size>;
-template <unsigned size> using Zdn = tied_operand<aarch64_z_reg, 4, 0, size>;
-template <unsigned size> using Zda = Zdn<size>;
-template <unsigned size> using Zn = plain_operand<aarch64_z_reg, 9, 5, size>;
-template <unsigned size> using Zm = plain_operand<aarch64_z_reg, 20, 16, size>;
-template <unsigned size> using Zm_9_5 = plain_operand<aarch64_z_reg, 9, 5, size>;
+template <unsigned size>
+using Zd = plain_operand<aarch64_z_reg, 4, 0, size>;
+template <unsigned size>
+using Zdn = tied_operand<aarch64_z_reg, 4, 0, size>;
+template <unsigned size>
+using Zda = Zdn<size>;
+template <unsigned size>
+using Zn = plain_operand<aarch64_z_reg, 9, 5, size>;
+template <unsigned size>
+using Zm = plain_operand<aarch64_z_reg, 20, 16, size>;
+template <unsigned size>
+using Zm_9_5 = plain_operand<aarch64_z_reg, 9, 5, size>;
 
 // Governing predicates, with their qualifier.
-template <unsigned qualifier> using Pg = plain_operand<aarch64_p_reg, 12, 10, qualifier>;
-template <unsigned qualifier> using Pg_13_10 = plain_operand<aarch64_p_reg, 13, 10, qualifier>;
-template <unsigned qualifier> using Pg_19_16 = plain_operand<aarch64_p_reg, 19, 16, qualifier>;
-template <unsigned qualifier> using Pg_8_5 = plain_operand<aarch64_p_reg, 8, 5, qualifier>;
+template <unsigned qualifier>
+using Pg = plain_operand<aarch64_p_reg, 12, 10, qualifier>;
+template <unsigned qualifier>
+using Pg_13_10 = plain_operand<aarch64_p_reg, 13, 10, qualifier>;
+template <unsigned qualifier>
+using Pg_19_16 = plain_operand<aarch64_p_reg, 19, 16, qualifier>;
+template <unsigned qualifier>
+using Pg_8_5 = plain_operand<aarch64_p_reg, 8, 5, qualifier>;
 
 // Predicates as data. Pd also stands for Pt.
-template <unsigned size> using Pd = plain_operand<aarch64_p_reg, 3, 0, size>;
-template <unsigned size> using Pdn = tied_operand<aarch64_p_reg, 3, 0, size>;
-template <unsigned size> using Pn = plain_operand<aarch64_p_reg, 8, 5, size>;
-template <unsigned size> using Pm = plain_operand<aarch64_p_reg, 19, 16, size>;
+template <unsigned size>
+using Pd = plain_operand<aarch64_p_reg, 3, 0, size>;
+template <unsigned size>
+using Pdn = tied_operand<aarch64_p_reg, 3, 0, size>;
+template <unsigned size>
+using Pn = plain_operand<aarch64_p_reg, 8, 5, size>;
+template <unsigned size>
+using Pm = plain_operand<aarch64_p_reg, 19, 16, size>;
 
 // General registers, by view. In the Sp forms register 31 is SP, in the others the zero register.
-template <unsigned view> using Rd = plain_operand<aarch64_i_reg, 4, 0, view>;
-template <unsigned view> using Rdn = tied_operand<aarch64_i_reg, 4, 0, view>;
-template <unsigned view> using Rn = plain_operand<aarch64_i_reg, 9, 5, view>;
-template <unsigned view> using Rm = plain_operand<aarch64_i_reg, 20, 16, view>;
-template <unsigned view> using RdSp = plain_operand<aarch64_i_rsp_reg, 4, 0, view>;
-template <unsigned view> using RnSp = plain_operand<aarch64_i_rsp_reg, 9, 5, view>;
-template <unsigned view> using RmSp = plain_operand<aarch64_i_rsp_reg, 20, 16, view>;
+template <unsigned view>
+using Rd = plain_operand<aarch64_i_reg, 4, 0, view>;
+template <unsigned view>
+using Rdn = tied_operand<aarch64_i_reg, 4, 0, view>;
+template <unsigned view>
+using Rn = plain_operand<aarch64_i_reg, 9, 5, view>;
+template <unsigned view>
+using Rm = plain_operand<aarch64_i_reg, 20, 16, view>;
+template <unsigned view>
+using RdSp = plain_operand<aarch64_i_rsp_reg, 4, 0, view>;
+template <unsigned view>
+using RnSp = plain_operand<aarch64_i_rsp_reg, 9, 5, view>;
+template <unsigned view>
+using RmSp = plain_operand<aarch64_i_rsp_reg, 20, 16, view>;
 // Of a memory access.
 using Base = RnSp<X>;
 using Index = Rm<X>;
@@ -79,7 +100,8 @@ using Vd = joined_fields<4, 0>;
 using Vn = joined_fields<9, 5>;
 
 // Plain immediates: one field, or several joined with the most significant first.
-template <unsigned... edges> using UImm = joined_fields<edges...>;
+template <unsigned... edges>
+using UImm = joined_fields<edges...>;
 template <unsigned... edges>
 struct SImm {
     static constexpr int read(uint32_t word) {
@@ -113,16 +135,20 @@ struct shift_field {
             return bits(word, low_bit + 2 + size, low_bit);
     }
 };
-template <unsigned size> using ShiftLeft = shift_field<size, 16>;
-template <unsigned size> using ShiftLeftPredicated = shift_field<size, 5>;
+template <unsigned size>
+using ShiftLeft = shift_field<size, 16>;
+template <unsigned size>
+using ShiftLeftPredicated = shift_field<size, 5>;
 template <unsigned size, unsigned low_bit>
 struct right_shift {
     static constexpr unsigned read(uint32_t word) {
         return (8u << size) - shift_field<size, low_bit>::read(word);
     }
 };
-template <unsigned size> using ShiftRight = right_shift<size, 16>;
-template <unsigned size> using ShiftRightPredicated = right_shift<size, 5>;
+template <unsigned size>
+using ShiftRight = right_shift<size, 16>;
+template <unsigned size>
+using ShiftRightPredicated = right_shift<size, 5>;
 
 // Element counts: a pattern, and what its count is multiplied by.
 using Pattern = UImm<9, 5>;

@@ -1,5 +1,5 @@
-// Printable names of the operand records. No path of the emulator reads them; they serve whoever wants
-// to print an operand.
+// Printable names of the operand records. No path of the emulator reads them; they serve whoever
+// wants to print an operand.
 #include "sve/core/cpu_state.h"
 
 #define NAMES_0_15(before, after)                                                                  \
@@ -8,10 +8,10 @@
         before "10" after, before "11" after, before "12" after, before "13" after,                \
         before "14" after, before "15" after
 #define NAMES_16_30(before, after)                                                                 \
-    before "16" after, before "17" after, before "18" after, before "19" after,                    \
-        before "20" after, before "21" after, before "22" after, before "23" after,                \
-        before "24" after, before "25" after, before "26" after, before "27" after,                \
-        before "28" after, before "29" after, before "30" after
+    before "16" after, before "17" after, before "18" after, before "19" after, before "20" after, \
+        before "21" after, before "22" after, before "23" after, before "24" after,                \
+        before "25" after, before "26" after, before "27" after, before "28" after,                \
+        before "29" after, before "30" after
 
 #define GENERAL_NAMES(letter, last)                                                                \
     { NAMES_0_15(letter, ""), NAMES_16_30(letter, ""), last }

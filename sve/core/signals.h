@@ -13,11 +13,11 @@
 SVE_EXPORT extern int SVEFaultRegion;
 SVE_EXPORT extern sigjmp_buf sveFaultJB;
 
-// Installs SVESigHandler for SIGSEGV and SIGBUS. Further calls do nothing. The shared library calls it
-// when it is loaded; who embeds the core alone calls it before the first protected read.
+// Installs SVESigHandler for SIGSEGV and SIGBUS. Further calls do nothing. The shared library calls
+// it when it is loaded; who embeds the core alone calls it before the first protected read.
 SVE_EXPORT void SVEInitialize();
 
-// The handler. In a fault region: leaves the region and jumps with the value 1. Otherwise: gives both
-// signals back to their default action, says so on the standard error stream, and returns, so that the
-// faulting instruction runs again and ends the process.
+// The handler. In a fault region: leaves the region and jumps with the value 1. Otherwise: gives
+// both signals back to their default action, says so on the standard error stream, and returns, so
+// that the faulting instruction runs again and ends the process.
 SVE_EXPORT void SVESigHandler(int signal, siginfo_t *info, void *context);

@@ -1,9 +1,9 @@
 #pragma once
 
-// Decode stubs. A stub knows from its row which form it serves and at which element size; it takes the
-// operand fields out of the word, tests no opcode bits, and hands them on. Its template arguments are
-// the routine and the operand descriptors (operands.h), which must agree with the routine's
-// parameters or the row doesn't compile.
+// Decode stubs. A stub knows from its row which form it serves and at which element size; it takes
+// the operand fields out of the word, tests no opcode bits, and hands them on. Its template
+// arguments are the routine and the operand descriptors (operands.h), which must agree with the
+// routine's parameters or the row doesn't compile.
 
 #include "sve/core/handler_row.h"
 #include "sve/core/host_fp.h"
@@ -28,6 +28,8 @@ aarch64_decode_rc direct_fp(cpu_state *state, unsigned int word) {
 }
 
 // Prefetches: nothing is touched.
-inline aarch64_decode_rc no_op(cpu_state *, unsigned int) { return AARCH64_DECODE_OK; }
+inline aarch64_decode_rc no_op(cpu_state *, unsigned int) {
+    return AARCH64_DECODE_OK;
+}
 
 } // namespace sve

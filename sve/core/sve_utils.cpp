@@ -11,7 +11,8 @@
 
 using namespace sve;
 
-// ---- What the static initialiser prepares, in this order ------------------------------------------
+// ---- What the static initialiser prepares, in this order
+// ------------------------------------------
 
 constinit mapped_arena sve::icounts_memory;
 constinit std::atomic<uint64_t> sve_instr_count = 0;
@@ -46,7 +47,8 @@ SVE_DECODE_MAPS(MAP)
     return true;
 }();
 
-// ---- The two cascades -----------------------------------------------------------------------------
+// ---- The two cascades
+// -----------------------------------------------------------------------------
 
 using cascade = std::array<const decode_map_info *, decode_map_count>;
 
@@ -69,7 +71,9 @@ static aarch64_handler find_handler(const cascade &maps, unsigned int word) {
     return nullptr;
 }
 
-aarch64_handler is_sve(unsigned int word) { return find_handler(is_sve_cascade, word); }
+aarch64_handler is_sve(unsigned int word) {
+    return find_handler(is_sve_cascade, word);
+}
 
 aarch64_decode_rc execute_sve_instruction(cpu_state *state) {
     unsigned int *const pc = state->pc;
@@ -89,7 +93,8 @@ aarch64_decode_rc execute_sve_instruction(cpu_state *state) {
     return AARCH64_DECODE_OK;
 }
 
-// ---- Statistics -----------------------------------------------------------------------------------
+// ---- Statistics
+// -----------------------------------------------------------------------------------
 
 // Adds 1 to a counter that is only written under icounts_mutex. It is atomic for those who read it
 // without the lock; a read-modify-write would cost an exclusive pair on every emulated instruction.

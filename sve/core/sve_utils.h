@@ -13,10 +13,12 @@
 #include <mutex>
 #include <utility>
 
-// The handler of an instruction word, or null if the word is none of the SVE instructions known here.
+// The handler of an instruction word, or null if the word is none of the SVE instructions known
+// here.
 SVE_EXPORT aarch64_handler is_sve(unsigned int word);
 
-// Runs the instruction at `state->pc` under the state's own FPCR and FPSR, counts it and advances pc by
+// Runs the instruction at `state->pc` under the state's own FPCR and FPSR, counts it and advances
+// pc by
 // 4. Returns AARCH64_DECODE_UNIMPLEMENTED for a word that is_sve doesn't know, and what the handler
 // returned if that isn't AARCH64_DECODE_OK: pc stays then, and nothing is counted. The entry for a
 // driver that steps through an instruction stream without rewriting it.
@@ -37,9 +39,9 @@ using icount_row = std::pair<const unsigned int, std::atomic<uint64_t>>;
 namespace sve {
 extern mapped_arena icounts_memory;
 }
-extern std::map<unsigned int *, icount_row, std::less<>,
-                sve::mapped_allocator<std::pair<unsigned int *const, icount_row>,
-                                      sve::icounts_memory>>
+extern std::map<
+    unsigned int *, icount_row, std::less<>,
+    sve::mapped_allocator<std::pair<unsigned int *const, icount_row>, sve::icounts_memory>>
     icounts;
 SVE_EXPORT extern std::mutex icounts_mutex; // guards icounts
 
@@ -48,8 +50,8 @@ extern int page_size;
 
 namespace sve {
 
-// Called by the static initialiser when all is ready, if it is linked: the shared library has it, and
-// takes the fault signals there. Linking the core alone takes nobody's signals.
+// Called by the static initialiser when all is ready, if it is linked: the shared library has it,
+// and takes the fault signals there. Linking the core alone takes nobody's signals.
 [[gnu::weak]] void library_loaded();
 
 } // namespace sve

@@ -1,7 +1,7 @@
 #pragma once
 
-// The vector length is fixed when the library is built (option SVE_VECTOR_BITS). Every length, count
-// and multiplier that depends on it follows from this one constant, by name.
+// The vector length is fixed when the library is built (option SVE_VECTOR_BITS). Every length,
+// count and multiplier that depends on it follows from this one constant, by name.
 inline constexpr unsigned sve_vector_bits = SVE_VECTOR_BITS;
 
 static_assert(sve_vector_bits % 128 == 0 && sve_vector_bits >= 128 && sve_vector_bits <= 2048,
@@ -16,4 +16,6 @@ inline constexpr unsigned sve_chunk_bytes = 16;
 inline constexpr unsigned sve_chunks = sve_vector_bytes / sve_chunk_bytes;
 
 // Elements of a Z register at size code 0 (.B), 1 (.H), 2 (.S), 3 (.D).
-constexpr unsigned sve_elements(unsigned size_code) { return sve_vector_bytes >> size_code; }
+constexpr unsigned sve_elements(unsigned size_code) {
+    return sve_vector_bytes >> size_code;
+}

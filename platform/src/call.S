@@ -1,0 +1,59 @@
+// Calls onto the platform stack. Each thread has one; dr_api.h's dr_thread_area_t says where its top is.
+
+#define STACK_TOP 96 /* offsetof(dr_thread_area_t, stack_top), asserted in thread.cpp */
+
+    .text
+
+// void sve_platform_switch_stack(void (*function)(void *), void *argument, void *stack_top)
+//
+// Calls function(argument) with SP at stack_top. An ordinary function otherwise.
+    .globl sve_platform_switch_stack
+    .hidden sve_platform_switch_stack
+    .type sve_platform_switch_stack, %function
+    .balign 16
+sve_platform_switch_stack:
+    .cfi_startproc
+    stp x29, x30, [sp, #-16]!
+    .cfi_def_cfa_offset 16
+    .cfi_offset 29, -16
+    .cfi_offset 30, -8
+    mov x29, sp
+    .cfi_def_cfa_register 29
+    mov x9, x0
+    mov x0, x1
+    mov sp, x2
+    blr x9
+    mov sp, x29
+    .cfi_def_cfa_register 31
+    ldp x29, x30, [sp], #16
+    .cfi_def_cfa_offset 0
+    .cfi_restore 29
+    .cfi_restore 30
+    ret
+    .cfi_endproc
+    .size sve_platform_switch_stack, . - sve_platform_switch_stack
+
+// Where a replaced instruction's code calls from: x9 is the function, x0 to x7 are its arguments. Every
+// application register has been handed over by then, so nothing has to be kept but SP, which x19 keeps.
+    .globl sve_platform_call
+    .hidden sve_platform_call
+    .type sve_platform_call, %function
+    .balign 16
+sve_platform_call:
+    .cfi_startproc
+    .cfi_undefined 30 // the caller is no function: a backtrace ends here
+    mov x20, x30
+    mrs x10, tpidr_el0
+    adrp x11, :gottprel:dr_thread_area
+    ldr x11, [x11, #:gottprel_lo12:dr_thread_area]
+    add x10, x10, x11
+    ldr x10, [x10, #STACK_TOP]
+    mov x19, sp
+    mov sp, x10
+    blr x9
+    mov sp, x19
+    ret x20
+    .cfi_endproc
+    .size sve_platform_call, . - sve_platform_call
+
+    .section .note.GNU-stack, "", %progbits

@@ -1,0 +1,14 @@
+#pragma once
+
+// Memory from the system, never from the application's heap: a trap may come from inside its
+// malloc.
+
+#include <cstddef>
+
+namespace platform {
+
+// Zeroed memory in whole pages, or null.
+void *map_memory(size_t size);
+void unmap_memory(void *memory, size_t size);
+
+} // namespace platform

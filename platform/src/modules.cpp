@@ -1,0 +1,106 @@
+#include "platform/src/modules.h"
+
+#include "platform/include/dr_api.h"
+#include "platform/src/mappings.h"
+#include "platform/src/memory.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <elf.h>
+#include <sys/auxv.h>
+
+namespace platform {
+
+// The main module, found once: it is never unloaded.
+static module_record main_record;
+static char main_path[PATH_MAX];
+
+// The file mappings around an address that were loaded as one module. A module starts where the
+// start of an ELF file is mapped; the same file may be loaded twice.
+static bool find_by_mappings(uintptr_t address, module_record &record, char *path) {
+    mapping candidate = {}; // start of the file that was mapped last
+    bool found = false;
+    for_each_mapping([&](const mapping &m) {
+        const bool same = candidate.inode && m.inode == candidate.inode &&
+                          m.device == candidate.device && m.offset != 0;
+        if (found && !same && m.inode != 0)
+            return false;
+        if (m.inode != 0 && m.offset == 0) {
+            candidate = m;
+            record.start = m.start;
+        }
+        if (m.inode != 0 && (same || m.offset == 0))
+            record.end = m.end;
+        if (m.contains(address)) {
+            if (!candidate.inode || m.inode != candidate.inode || m.device != candidate.device)
+                return false;
+            found = true;
+            std::strncpy(path, m.path, PATH_MAX - 1);
+        }
+        return true;
+    });
+    if (!found || std::memcmp(reinterpret_cast<const void *>(record.start), ELFMAG, SELFMAG) != 0)
+        return false;
+    record.path = path;
+    return true;
+}
+
+void find_main_module() {
+    if (!find_by_mappings(getauxval(AT_PHDR), main_record, main_path))
+        main_record = {};
+}
+
+bool find_module(uintptr_t address, module_record &record, char *path) {
+    if (address >= main_record.start && address < main_record.end) {
+        record = main_record;
+        return true;
+    }
+    return find_by_mappings(address, record, path);
+}
+
+const module_record *main_module() {
+    return main_record.start ? &main_record : nullptr;
+}
+
+} // namespace platform
+
+// ---- What clients see
+// -----------------------------------------------------------------------------
+
+using namespace platform;
+
+// The record and its path in one piece of memory.
+struct module_copy {
+    module_data_t data;
+    char path[PATH_MAX];
+};
+
+static module_data_t *copy(const module_record &record) {
+    auto *result = static_cast<module_copy *>(map_memory(sizeof(module_copy)));
+    if (!result)
+        return nullptr;
+    std::strncpy(result->path, record.path, sizeof result->path - 1);
+    const char *slash = std::strrchr(result->path, '/');
+    const char *name = slash ? slash + 1 : result->path;
+    result->data = {.start = reinterpret_cast<app_pc>(record.start),
+                    .end = reinterpret_cast<app_pc>(record.end),
+                    .names = {.module_name = name, .file_name = name, .inode = 0},
+                    .full_path = result->path};
+    return &result->data;
+}
+
+module_data_t *dr_get_main_module() {
+    const module_record *record = main_module();
+    return record ? copy(*record) : nullptr;
+}
+
+module_data_t *dr_lookup_module(byte *pc) {
+    char path[PATH_MAX] = "";
+    module_record record = {};
+    return find_module(reinterpret_cast<uintptr_t>(pc), record, path) ? copy(record) : nullptr;
+}
+
+void dr_free_module_data(module_data_t *data) {
+    unmap_memory(data, sizeof(module_copy));
+}

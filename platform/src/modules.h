@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+struct module_record {
+    uintptr_t start;
+    uintptr_t end;
+    const char *path;
+};
+
+// Once, at the start.
+void find_main_module();
+
+// The executable, or null if it couldn't be found.
+const module_record *main_module();
+
+// The module that holds an address. False if none does. `path` has room for PATH_MAX bytes and may
+// be what the record's path points to.
+bool find_module(uintptr_t address, module_record &record, char *path);
+
+} // namespace platform

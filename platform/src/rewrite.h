@@ -1,0 +1,29 @@
+#pragma once
+
+// Trap once, rewrite in place. The first instruction of a block that the processor doesn't know
+// traps; the block is handed to the clients, and each instruction that they replaced becomes one
+// branch to a trampoline:
+//
+//     site:        b trampoline              written last, one aligned store
+//     trampoline:  the client's sequence     position-independent
+//                  b site + 4
+//
+// All other code runs where it was. Where no trampoline fits within a branch, or the text can't be
+// written, the site keeps its word: it traps each time, the handler goes to the trampoline, and a
+// trampoline out of reach ends in a trap that leads back. Slower, still right.
+
+#include "platform/src/a64.h"
+
+#include <cstdint>
+
+namespace platform {
+
+// Leave all sites as they are, so that every replaced instruction traps each time it runs.
+void set_trap_every_time();
+
+// Handles the trapped instruction at `pc`. Returns where to go on: `pc` again if it is a branch by
+// now, a trampoline, or 0 if no client replaced it. On any thread with a platform stack, signals
+// blocked.
+uintptr_t handle_trapped_instruction(uintptr_t pc);
+
+} // namespace platform

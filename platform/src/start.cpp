@@ -1,0 +1,167 @@
+// The platform's way into a process, and what it says of itself to clients. The library is
+// preloaded; its constructor runs before any code of the main module, loads the client and calls
+// dr_client_main.
+//
+// What the launcher hands over in the environment, taken out again here:
+//     LD_PRELOAD             this library, before what the user had there
+//     SVERUN_CLIENT          the client library; without it the one beside this library
+//     SVERUN_CLIENT_ARGS     words for the client, each ended by a newline
+//     SVERUN_TRAP_EVERY_TIME set: sites are never rewritten
+
+#include "platform/include/dr_api.h"
+#include "platform/src/message.h"
+#include "platform/src/modules.h"
+#include "platform/src/rewrite.h"
+#include "platform/src/signals.h"
+#include "platform/src/thread.h"
+
+#include <climits>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <iterator>
+#include <sys/auxv.h>
+#include <unistd.h>
+
+using namespace platform;
+
+namespace {
+
+constexpr const char *default_client = "libsve_stats_" SVE_VECTOR_BITS_TEXT ".so";
+
+// This library's own path, as the loader knows it.
+const char *own_path() {
+    Dl_info info;
+    if (!dladdr(reinterpret_cast<void *>(&own_path), &info) || !info.dli_fname)
+        refuse(127, "can't find the platform library's own path");
+    return info.dli_fname;
+}
+
+// Takes a variable out of the environment, in place: the heap may be the application's. Returns its
+// value, which stays valid, or null.
+char *take_variable(const char *name) {
+    const size_t length = std::strlen(name);
+    for (char **variable = environ; variable && *variable; variable++)
+        if (std::strncmp(*variable, name, length) == 0 && (*variable)[length] == '=') {
+            char *value = *variable + length + 1;
+            do
+                variable[0] = variable[1];
+            while (*++variable);
+            return value;
+        }
+    return nullptr;
+}
+
+// Takes this library out of LD_PRELOAD, and the variable if nothing else is in it.
+void clean_preload(const char *own) {
+    char *value = getenv("LD_PRELOAD");
+    const size_t length = std::strlen(own);
+    if (!value || std::strncmp(value, own, length) != 0)
+        return;
+    if (value[length] == '\0')
+        take_variable("LD_PRELOAD");
+    else if (value[length] == ':' || value[length] == ' ')
+        std::memmove(value, value + length + 1, std::strlen(value + length + 1) + 1);
+}
+
+struct client_start {
+    void (*main)(client_id_t, int, const char *[]);
+    int argc;
+    const char *argv[64];
+};
+
+// Splits the words for the client into its arguments, behind its path.
+void split_arguments(client_start &client, char *words) {
+    while (words && *words) {
+        char *end = std::strchr(words, '\n');
+        if (!end)
+            break;
+        if (client.argc + 1 == std::ssize(client.argv))
+            refuse(125, "too many words for the client");
+        *end = '\0';
+        client.argv[client.argc++] = words;
+        words = end + 1;
+    }
+}
+
+template <class Symbol>
+Symbol *find_in_client(void *library, const char *path, const char *name) {
+    auto *symbol = reinterpret_cast<Symbol *>(dlsym(library, name));
+    if (!symbol)
+        refuse(127, "%s is no client library: it has no %s", path, name);
+    return symbol;
+}
+
+[[gnu::constructor]] void start() {
+    if (getauxval(AT_HWCAP) & HWCAP_SVE)
+        refuse(126, "this processor has SVE: run the program directly");
+
+    const char *own = own_path();
+    char beside[PATH_MAX];
+    std::strncpy(beside, own, sizeof beside - 1);
+    beside[sizeof beside - 1] = '\0';
+    char *slash = std::strrchr(beside, '/');
+    char *name = slash ? slash + 1 : beside;
+    std::strncpy(name, default_client, static_cast<size_t>(beside + sizeof beside - 1 - name));
+
+    const char *client_path = take_variable("SVERUN_CLIENT");
+    if (!client_path)
+        client_path = beside;
+    char *words = take_variable("SVERUN_CLIENT_ARGS");
+    if (take_variable("SVERUN_TRAP_EVERY_TIME"))
+        set_trap_every_time();
+    clean_preload(own);
+
+    find_main_module();
+    start_thread_support();
+    start_signal_support();
+
+    // Local: what the client exports is not the application's to find.
+    void *library = dlopen(client_path, RTLD_NOW | RTLD_LOCAL);
+    if (!library)
+        refuse(127, "can't load the client library: %s", dlerror());
+    const int version = *find_in_client<int>(library, client_path, "_USES_DR_VERSION_");
+    if (version != 602)
+        refuse(127, "%s is built for interface version %d, and this platform has 602", client_path,
+               version);
+    client_start client = {
+        find_in_client<decltype(dr_client_main)>(library, client_path, "dr_client_main"),
+        1,
+        {client_path}};
+    split_arguments(client, words);
+
+    need_platform_stack();
+    run_on_platform_stack(
+        [](void *argument) {
+            auto *c = static_cast<client_start *>(argument);
+            c->main(0, c->argc, c->argv);
+        },
+        &client);
+    need_thread_state();
+}
+
+} // namespace
+
+// ---- What clients see
+// -----------------------------------------------------------------------------
+
+file_t our_stderr = STDERR_FILENO;
+
+bool dr_set_client_name(const char *, const char *) {
+    return true;
+}
+
+void dr_log(void *, uint, uint, const char *, ...) {}
+
+ssize_t dr_fprintf(file_t file, const char *format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const long written = write_formatted(file, format, arguments);
+    va_end(arguments);
+    return written;
+}
+
+void dr_abort() {
+    end_process(255);
+}

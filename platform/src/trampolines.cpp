@@ -1,0 +1,131 @@
+#include "platform/src/trampolines.h"
+
+#include "platform/src/mappings.h"
+
+#include <algorithm>
+#include <atomic>
+#include <sys/mman.h>
+
+#ifndef MAP_FIXED_NOREPLACE
+#define MAP_FIXED_NOREPLACE 0x100000
+#endif
+
+namespace platform {
+
+namespace {
+
+constexpr size_t chunk_bytes = size_t{64} << 10;
+
+struct chunk {
+    uintptr_t start;
+    uintptr_t next; // first free byte
+    size_t left() const { return start + chunk_bytes - next; }
+};
+
+// Chunks are added behind the others and never removed, so they can be read without the lock.
+constexpr unsigned max_chunks = 4096;
+constinit chunk chunks[max_chunks]{};
+constinit std::atomic<unsigned> chunk_count{0};
+
+bool is_near(uintptr_t chunk_start, uintptr_t site) {
+    const auto reach = [site](uintptr_t address) {
+        const auto distance = static_cast<int64_t>(address - site);
+        return distance >= -a64::branch_range && distance < a64::branch_range;
+    };
+    return reach(chunk_start) && reach(chunk_start + chunk_bytes);
+}
+
+uintptr_t map_chunk(uintptr_t wanted, int flags) {
+    void *mapping =
+        mmap(reinterpret_cast<void *>(wanted), chunk_bytes, PROT_READ | PROT_WRITE | PROT_EXEC,
+             MAP_PRIVATE | MAP_ANONYMOUS | flags, -1, 0);
+    return mapping == MAP_FAILED ? 0 : reinterpret_cast<uintptr_t>(mapping);
+}
+
+// The gap that suits best: the nearest below the site, since the heap grows behind the executable;
+// else the farthest above that a branch still reaches.
+uintptr_t choose_gap(uintptr_t site) {
+    constexpr uintptr_t lowest = uintptr_t{1} << 20; // keeps null pointers invalid
+    uintptr_t below = 0, above = 0, gap_start = lowest;
+    const auto consider = [&](uintptr_t gap_end) {
+        if (gap_end < gap_start || gap_end - gap_start < chunk_bytes)
+            return;
+        const uintptr_t last = (gap_end - chunk_bytes) & ~(chunk_bytes - 1);
+        if (last < gap_start)
+            return;
+        if (last < site) {
+            if (is_near(last, site))
+                below = last;
+            return;
+        }
+        const uintptr_t reach = (site + a64::branch_range - 2 * chunk_bytes) & ~(chunk_bytes - 1);
+        const uintptr_t candidate = std::min(last, reach);
+        if (candidate >= gap_start && is_near(candidate, site))
+            above = candidate;
+    };
+    for_each_mapping([&](const mapping &m) {
+        consider(m.start);
+        gap_start = std::max(gap_start, m.end);
+        return true;
+    });
+    consider(site + 2 * a64::branch_range);
+    return below ? below : above;
+}
+
+// A new chunk at `wanted`, or anywhere if that is 0. Null if it can't be had.
+chunk *add_chunk(uintptr_t wanted) {
+    const unsigned count = chunk_count.load(std::memory_order_relaxed);
+    if (count == max_chunks)
+        return nullptr;
+    const uintptr_t start = map_chunk(wanted, wanted ? MAP_FIXED_NOREPLACE : 0);
+    if (!start)
+        return nullptr;
+    chunks[count] = {start, start};
+    chunk_count.store(count + 1, std::memory_order_release);
+    return &chunks[count];
+}
+
+template <class F>
+chunk *find_chunk(F &&suits) {
+    for (unsigned i = chunk_count.load(std::memory_order_relaxed); i-- > 0;)
+        if (suits(chunks[i]))
+            return &chunks[i];
+    return nullptr;
+}
+
+} // namespace
+
+trampoline_place take_trampoline(uintptr_t site, size_t words) {
+    const size_t bytes = words * sizeof(a64::word_t);
+    if (bytes > chunk_bytes)
+        return {nullptr, false};
+    const auto has_room = [bytes](const chunk &c) { return c.left() >= bytes; };
+    const auto near_with_room = [&](const chunk &c) {
+        return has_room(c) && is_near(c.start, site);
+    };
+
+    chunk *found = find_chunk(near_with_room);
+    if (!found)
+        if (const uintptr_t gap = choose_gap(site))
+            found = add_chunk(gap);
+    if (!found)
+        found = find_chunk(has_room);
+    if (!found)
+        found = add_chunk(0);
+    if (!found)
+        return {nullptr, false};
+
+    auto *code = reinterpret_cast<a64::word_t *>(found->next);
+    found->next += bytes;
+    // A kernel that doesn't know the flag of a fixed address takes the address as a hint.
+    return {code, is_near(found->start, site)};
+}
+
+bool in_trampolines(uintptr_t address) {
+    for (unsigned i = 0; i < chunk_count.load(std::memory_order_acquire); i++)
+        if (address - chunks[i].start < chunk_bytes)
+            return true;
+    return false;
+}
+
+} // namespace platform

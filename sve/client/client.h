@@ -1,0 +1,44 @@
+#pragma once
+
+// What the client's files share: the platform's headers, the statics of a run, the assertion.
+
+#include "dr_api.h"
+#include "drmgr.h"
+
+#include "sve/core/export.h"
+#include "sve/core/handler.h"
+
+// Data of the application's main module, owned by the client from its start to event_exit. Null if
+// the platform knows none.
+SVE_EXPORT extern module_data_t *exe;
+
+namespace sve::client {
+
+// Load address of the main module; 0 if there is none.
+extern app_pc exe_start;
+
+// Index of the client's field in each thread's storage: the address of the thread's cpu_state.
+extern int tls_idx;
+
+// Instructions seen by the rewrite that stay and run natively. Counted at translation, not
+// execution.
+extern uint64_t aarch64_instr_count;
+
+// Ends the process with a message on the platform's error handle.
+[[noreturn]] inline void assertion_failure(int line, const char *condition) {
+    dr_fprintf(STDERR, "ASSERT FAILURE: %s:%d: %s (%s)\n", "sve/client/sve_client", line, condition,
+               "");
+    dr_abort();
+}
+
+} // namespace sve::client
+
+// The basic-block event: replaces the SVE instructions of the main module, and of code in no
+// module, by calls of emulate_instruction. All others stay and are counted.
+dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t *bb,
+                                         bool for_trace, bool translating);
+
+// What rewritten code calls: runs one instruction on the calling thread's cpu_state, in which the
+// code has stored all application registers but X26 to X28; those are in spill slots 1 to 3, and go
+// back there. The application's FPCR and FPSR are in force.
+void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler handler);

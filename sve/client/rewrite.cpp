@@ -1,0 +1,183 @@
+// From SVE instructions to calls of the emulator. Each one is replaced by a fixed sequence: hand
+// all application registers to the thread's cpu_state, call emulate_instruction, take all registers
+// back.
+//
+// X27 points to the cpu_state and X26 is the scratch register. They and X28, which the platform may
+// keep for itself, go through three spill slots; emulate_instruction moves them between the slots
+// and the state. The state's address is read from the running thread's storage, so that threads may
+// share code.
+#include "sve/client/client.h"
+
+#include "sve/core/sve_utils.h"
+
+#include "sve/core/cpu_state.h"
+
+#include <cstddef>
+#include <cstring>
+
+using namespace sve::client;
+
+namespace {
+
+// Makes instructions and inserts them before the one that is replaced.
+class sequence {
+public:
+    sequence(void *drcontext, instrlist_t *bb, instr_t *replaced, app_pc pc)
+        : drcontext_(drcontext), bb_(bb), replaced_(replaced), pc_(pc) {}
+
+    // to = from, either of which may be SP: an ORR with the zero register, the usual move, can't
+    // name SP, so this is an add of 0.
+    void move(reg_id_t to, reg_id_t from) {
+        const opnd_t lsl = opnd_add_flags(OPND_CREATE_INT(DR_SHIFT_LSL), DR_OPND_IS_SHIFT);
+        insert(instr_create_1dst_4src(drcontext_, OP_add, opnd_create_reg(to),
+                                      opnd_create_reg(from), OPND_CREATE_INT(0), lsl,
+                                      OPND_CREATE_INT(0)));
+    }
+    void store(reg_id_t reg, size_t offset, opnd_size_t size) {
+        insert(instr_create_1dst_1src(drcontext_, OP_str, in_state(offset, size),
+                                      opnd_create_reg(reg)));
+    }
+    void load(reg_id_t reg, size_t offset, opnd_size_t size) {
+        insert(instr_create_1dst_1src(drcontext_, OP_ldr, opnd_create_reg(reg),
+                                      in_state(offset, size)));
+    }
+    void store_pair(reg_id_t reg1, reg_id_t reg2, size_t offset) {
+        insert(instr_create_1dst_2src(drcontext_, OP_stp, in_state(offset, OPSZ_16),
+                                      opnd_create_reg(reg1), opnd_create_reg(reg2)));
+    }
+    void load_pair(reg_id_t reg1, reg_id_t reg2, size_t offset) {
+        insert(instr_create_2dst_1src(drcontext_, OP_ldp, opnd_create_reg(reg1),
+                                      opnd_create_reg(reg2), in_state(offset, OPSZ_16)));
+    }
+    void read_system(reg_id_t reg, reg_id_t system) {
+        insert(instr_create_1dst_1src(drcontext_, OP_mrs, opnd_create_reg(reg),
+                                      opnd_create_reg(system)));
+    }
+    void write_system(reg_id_t system, reg_id_t reg) {
+        insert(instr_create_1dst_1src(drcontext_, OP_msr, opnd_create_reg(system),
+                                      opnd_create_reg(reg)));
+    }
+
+private:
+    void insert(instr_t *instr) {
+        instrlist_preinsert(bb_, replaced_, instr_set_translation(instr, pc_));
+    }
+    static opnd_t in_state(size_t offset, opnd_size_t size) {
+        return opnd_create_base_disp(DR_REG_X27, DR_REG_NULL, 0, static_cast<int>(offset), size);
+    }
+
+    void *drcontext_;
+    instrlist_t *bb_;
+    instr_t *replaced_;
+    app_pc pc_;
+};
+
+reg_id_t x_reg(unsigned number) {
+    return static_cast<reg_id_t>(DR_REG_X0 + number);
+}
+reg_id_t q_reg(unsigned number) {
+    return static_cast<reg_id_t>(DR_REG_Q0 + number);
+}
+// The W view of X26, through which 32-bit words of the state go.
+constexpr reg_id_t w26 = DR_REG_W0 + 26;
+
+constexpr size_t x_offset(unsigned number) {
+    return offsetof(cpu_state, x) + number * 8;
+}
+constexpr size_t z_offset(unsigned number) {
+    return offsetof(cpu_state, z) + number * sve_vector_bytes;
+}
+
+// X0 to X25 go in pairs; X26 to X28 go through spill slots, and X29, X30 are the last pair.
+constexpr unsigned paired_end = 26;
+
+void insert_hand_over(sequence &code) {
+    code.move(DR_REG_X26, DR_REG_XSP);
+    code.store(DR_REG_X26, offsetof(cpu_state, sp), OPSZ_8);
+    for (unsigned i = 0; i < paired_end; i += 2)
+        code.store_pair(x_reg(i), x_reg(i + 1), x_offset(i));
+    code.store_pair(DR_REG_X29, DR_REG_X30, x_offset(29));
+    for (unsigned i = 0; i < 32; i++)
+        code.store(q_reg(i), z_offset(i), OPSZ_16);
+    code.read_system(DR_REG_X26, DR_REG_NZCV);
+    code.store(DR_REG_X26, offsetof(cpu_state, nzcv), OPSZ_8);
+    code.read_system(DR_REG_X26, DR_REG_FPSR);
+    code.store(w26, offsetof(cpu_state, fpsr), OPSZ_4);
+    code.read_system(DR_REG_X26, DR_REG_FPCR);
+    code.store(w26, offsetof(cpu_state, fpcr), OPSZ_4);
+}
+
+void insert_take_back(sequence &code) {
+    code.load(w26, offsetof(cpu_state, fpcr), OPSZ_4);
+    code.write_system(DR_REG_FPCR, DR_REG_X26);
+    code.load(w26, offsetof(cpu_state, fpsr), OPSZ_4);
+    code.write_system(DR_REG_FPSR, DR_REG_X26);
+    code.load(DR_REG_X26, offsetof(cpu_state, nzcv), OPSZ_8);
+    code.write_system(DR_REG_NZCV, DR_REG_X26);
+    for (unsigned i = 0; i < 32; i++)
+        code.load(q_reg(i), z_offset(i), OPSZ_16);
+    for (unsigned i = 0; i < paired_end; i += 2)
+        code.load_pair(x_reg(i), x_reg(i + 1), x_offset(i));
+    code.load_pair(DR_REG_X29, DR_REG_X30, x_offset(29));
+    code.load(DR_REG_X26, offsetof(cpu_state, sp), OPSZ_8);
+    code.move(DR_REG_XSP, DR_REG_X26);
+}
+
+void replace(void *drcontext, instrlist_t *bb, instr_t *instr, aarch64_handler handler) {
+    if (dr_get_stolen_reg() != DR_REG_X28)
+        assertion_failure(__LINE__, "dr_get_stolen_reg() == DR_REG_X28");
+    const app_pc pc = instr_get_app_pc(instr);
+    unsigned int word;
+    std::memcpy(&word, pc, sizeof word);
+    sequence code(drcontext, bb, instr, pc);
+
+    dr_save_reg(drcontext, bb, instr, DR_REG_X26, SPILL_SLOT_1);
+    dr_save_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_2);
+    dr_insert_get_stolen_reg_value(drcontext, bb, instr, DR_REG_X27);
+    dr_save_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_3);
+    drmgr_insert_read_tls_field(drcontext, tls_idx, bb, instr, DR_REG_X27);
+    insert_hand_over(code);
+
+    dr_insert_call_ovrin(drcontext, bb, instr, pc, reinterpret_cast<void *>(&emulate_instruction),
+                         3, opnd_create_immed_int(word, OPSZ_4),
+                         opnd_create_immed_int(reinterpret_cast<ptr_int_t>(pc), OPSZ_8),
+                         opnd_create_immed_int(reinterpret_cast<ptr_int_t>(handler), OPSZ_8));
+
+    drmgr_insert_read_tls_field(drcontext, tls_idx, bb, instr, DR_REG_X27);
+    insert_take_back(code);
+    dr_restore_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_3);
+    dr_insert_set_stolen_reg_value(drcontext, bb, instr, DR_REG_X27);
+    dr_restore_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_2);
+    dr_restore_reg(drcontext, bb, instr, DR_REG_X26, SPILL_SLOT_1);
+
+    instrlist_remove(bb, instr);
+    instr_destroy(drcontext, instr);
+}
+
+// True for code of the main module and code in no module. Other modules' code stays as it is.
+bool is_emulated_code(app_pc pc) {
+    module_data_t *module = dr_lookup_module(pc);
+    if (!module)
+        return true;
+    const bool is_main = module->start == exe_start;
+    dr_free_module_data(module);
+    return is_main;
+}
+
+} // namespace
+
+dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t *bb, bool, bool) {
+    if (!is_emulated_code(dr_fragment_app_pc(tag)))
+        return DR_EMIT_DEFAULT;
+    instr_t *next;
+    for (instr_t *instr = instrlist_first_app(bb); instr; instr = next) {
+        next = instr_get_next_app(instr);
+        unsigned int word;
+        std::memcpy(&word, instr_get_raw_bits(instr), sizeof word);
+        if (const aarch64_handler handler = is_sve(word))
+            replace(drcontext, bb, instr, handler);
+        else
+            aarch64_instr_count++;
+    }
+    return DR_EMIT_DEFAULT;
+}

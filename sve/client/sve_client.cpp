@@ -1,0 +1,143 @@
+// The instrumentation client: lets programs built for SVE run where the processor has none. As each
+// block of the application is translated, the SVE instructions of the main module are replaced by
+// calls into the emulator (rewrite.cpp); this file starts and stops the client and has the call's
+// other end.
+#include "sve/client/client.h"
+
+#include "sve/core/signals.h"
+#include "sve/core/sve_utils.h"
+
+#include "droption.h"
+#include "drreg.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+#ifdef dr_register_exit_event // later releases give the name to drmgr
+#undef dr_register_exit_event
+#define dr_register_exit_event drmgr_register_exit_event
+#endif
+
+using namespace sve::client;
+
+module_data_t *exe;
+app_pc sve::client::exe_start;
+int sve::client::tls_idx;
+uint64_t sve::client::aarch64_instr_count;
+
+void sve::library_loaded() {
+    SVEInitialize();
+}
+
+// ---- Threads
+// --------------------------------------------------------------------------------------
+
+static void event_thread_init(void *drcontext) {
+    void *memory = dr_thread_alloc(drcontext, sizeof(cpu_state));
+    if (!memory)
+        assertion_failure(__LINE__, "data != __null");
+    std::memset(memory, 0, sizeof(cpu_state));
+    drmgr_set_tls_field(drcontext, tls_idx, memory);
+}
+
+static void event_thread_exit(void *drcontext) {
+    void *data = drmgr_get_tls_field(drcontext, tls_idx);
+    if (data == nullptr)
+        assertion_failure(__LINE__, "data != __null");
+    dr_thread_free(drcontext, data, sizeof(cpu_state));
+    drmgr_set_tls_field(drcontext, tls_idx, nullptr);
+}
+
+// ---- Emulation
+// ------------------------------------------------------------------------------------
+
+void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler handler) {
+    void *drcontext = dr_get_current_drcontext();
+    auto *state = static_cast<cpu_state *>(drmgr_get_tls_field(drcontext, tls_idx));
+    auto *address = reinterpret_cast<unsigned int *>(pc);
+    state->pc = address;
+    state->x[26] = dr_read_saved_reg(drcontext, SPILL_SLOT_1);
+    state->x[27] = dr_read_saved_reg(drcontext, SPILL_SLOT_2);
+    state->x[28] = dr_read_saved_reg(drcontext, SPILL_SLOT_3);
+
+    if (handler(state, word) == AARCH64_DECODE_OK)
+        update_sve_stats(address, word);
+    else
+        fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", *address,
+                static_cast<void *>(pc));
+
+    dr_write_saved_reg(drcontext, SPILL_SLOT_1, state->x[26]);
+    dr_write_saved_reg(drcontext, SPILL_SLOT_2, state->x[27]);
+    dr_write_saved_reg(drcontext, SPILL_SLOT_3, state->x[28]);
+}
+
+// ---- The process
+// ----------------------------------------------------------------------------------
+
+static const char *exe_name() {
+    if (!exe || !exe->full_path)
+        return "unknown";
+    const char *slash = std::strrchr(exe->full_path, '/');
+    return slash ? slash + 1 : exe->full_path;
+}
+
+static void event_exit() {
+    constexpr uint all_categories = 0xffffff;
+    dr_log(nullptr, all_categories, 1, "SVE client exiting\n");
+    fprintf(stderr, "%s: %lu SVE instructions executed\n", exe_name(),
+            sve_instr_count.load(std::memory_order_acquire));
+    fprintf(stderr, "%s: %lu Non-SVE AArch64 instructions executed\n", exe_name(),
+            aarch64_instr_count);
+    if (exe)
+        dr_free_module_data(exe);
+    exe = nullptr;
+    if (!drmgr_unregister_bb_app2app_event(event_instruction_change) ||
+        drreg_exit() != DRREG_SUCCESS)
+        assertion_failure(__LINE__, "false");
+    drmgr_exit();
+}
+
+// The client has no options: any word before "--" is a usage error.
+static void check_arguments(int argc, const char *argv[]) {
+    std::string error;
+    int last = argc;
+    bool known = droption_parser_t::parse_argv(DROPTION_SCOPE_CLIENT, argc, argv, &error, &last);
+    // Later releases of the parser stop with success at a word that has no dash.
+    if (known && last < argc && std::strcmp(argv[last - 1], "--") != 0) {
+        error = std::string("Unknown option: ") + argv[last];
+        known = false;
+    }
+    if (!known) {
+        dr_fprintf(STDERR, "Usage error: %s\n", error.c_str());
+        dr_abort();
+    }
+}
+
+DR_EXPORT void dr_client_main(client_id_t, int argc, const char *argv[]) {
+    // No spill slots of drreg's: the rewrite uses the platform's own.
+    drreg_options_t options = {};
+    options.struct_size = sizeof options;
+
+    dr_set_client_name("Talvik SVE emulation client", "the issue tracker of the project");
+    check_arguments(argc, argv);
+    if (!drmgr_init())
+        assertion_failure(__LINE__, "false");
+    if (drreg_init(&options) != DRREG_SUCCESS)
+        assertion_failure(__LINE__, "false");
+
+    exe = dr_get_main_module();
+    if (exe)
+        exe_start = exe->start;
+
+    drmgr_register_thread_init_event(event_thread_init);
+    drmgr_register_thread_exit_event(event_thread_exit);
+    dr_register_exit_event(event_exit);
+    if (!drmgr_register_bb_app2app_event(event_instruction_change, nullptr))
+        assertion_failure(__LINE__, "false");
+    tls_idx = drmgr_register_tls_field();
+
+    sve_instr_count.store(0, std::memory_order_release);
+    aarch64_instr_count = 0;
+    dr_log(nullptr, 0xffffff, 1, "SVE client initializing\n");
+}
