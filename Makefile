@@ -30,6 +30,10 @@ test: build
 	ctest --preset host-sanitize
 	ctest --preset aarch64
 
+bench: build
+	build/host/bench/core_benchmark
+	bench/hot_loop.sh build/stage/bin/sverun build/aarch64/bench/hot_loop
+
 format:
 	git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format -i
 

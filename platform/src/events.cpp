@@ -64,9 +64,10 @@ void platform::raise_exit() {
     static std::atomic<bool> raised;
     if (raised.exchange(true))
         return;
-    need_platform_stack();
-    end_thread_state();
-    run_on_platform_stack([](void *) { exit_events.raise(); }, nullptr);
+    run_on_platform_stack([] {
+        end_thread_state();
+        exit_events.raise();
+    });
 }
 
 bool drmgr_init() {

@@ -220,9 +220,7 @@ uintptr_t handle_trapped_instruction(uintptr_t pc) {
             return !m.contains(pc);
         });
         instrlist_t list = make_block(pc, around.end);
-        run_on_platform_stack(
-            [](void *block) { raise_block(&dr_thread_area, static_cast<instrlist_t *>(block)); },
-            &list);
+        raise_block(&dr_thread_area, &list);
         write_block(list, around.protection);
         if (is_rewritten(pc, read_word(pc)))
             go_on = pc;

@@ -72,26 +72,36 @@ struct sigaction exchange_application_sigill(const struct sigaction *action) {
 // ---- The application's own SIGILL
 // -----------------------------------------------------------------
 
-// Does what the kernel would have done without the platform. Fatal ones are told in one line.
-void deliver_to_application(int signal, siginfo_t *info, void *context) {
-    auto *machine = static_cast<ucontext_t *>(context);
+// Says in one line which instruction ends the process.
+void say_fatal_instruction(uintptr_t pc) {
+    char path[PATH_MAX] = "";
+    module_record module = {};
+    const bool known = find_module(pc, module, path);
+    a64::word_t word;
+    std::memcpy(&word, reinterpret_cast<const void *>(pc), sizeof word);
+    say("illegal instruction 0x%08x at %p, which is not emulated, in %s", word,
+        reinterpret_cast<void *>(pc), known ? module.path : "no module");
+}
+
+// si_code tells a trap of the processor from a signal that someone sent.
+bool is_sent(const siginfo_t *info) {
+    return info->si_code <= 0;
+}
+
+// Does what the kernel would have done without the platform.
+void deliver_to_application(int signal, siginfo_t *info, ucontext_t *context) {
     const struct sigaction action = exchange_application_sigill(nullptr);
     const bool has_handler = (action.sa_flags & SA_SIGINFO) ||
                              (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN);
     if (!has_handler) {
-        const uintptr_t pc = machine->uc_mcontext.pc;
-        char path[PATH_MAX] = "";
-        module_record module = {};
-        const bool known = find_module(pc, module, path);
-        a64::word_t word = 0;
-        if (info->si_code > 0)
-            std::memcpy(&word, reinterpret_cast<const void *>(pc), sizeof word);
-        say("illegal instruction 0x%08x at %p, which is not emulated, in %s", word,
-            reinterpret_cast<void *>(pc), known ? module.path : "no module");
+        if (is_sent(info) && action.sa_handler == SIG_IGN)
+            return;
+        if (!is_sent(info) && !inside_client(context->uc_mcontext.sp))
+            run_on_platform_stack([=] { say_fatal_instruction(context->uc_mcontext.pc); });
         struct sigaction fatal = {};
         fatal.sa_handler = SIG_DFL;
         real_sigaction(SIGILL, &fatal, nullptr);
-        if (info->si_code <= 0) // sent by someone: the instruction won't raise it again
+        if (is_sent(info)) // the instruction won't raise it again
             raise(SIGILL);
         return;
     }
@@ -101,7 +111,7 @@ void deliver_to_application(int signal, siginfo_t *info, void *context) {
         reset.sa_handler = SIG_DFL;
         exchange_application_sigill(&reset);
     }
-    sigset_t mask = machine->uc_sigmask;
+    sigset_t mask = context->uc_sigmask;
     for (int number = 1; number < NSIG; number++)
         if (sigismember(&action.sa_mask, number) == 1)
             sigaddset(&mask, number);
@@ -136,10 +146,7 @@ bool resume_trampoline(mcontext_t &machine) {
     return false;
 }
 
-bool resume(siginfo_t *info, mcontext_t &machine) {
-    if (info->si_code <= 0 ||
-        inside_client(machine.sp)) // sent by someone, or a fault of the client's
-        return false;
+bool resume(mcontext_t &machine) {
     if (in_trampolines(machine.pc))
         return resume_trampoline(machine);
     need_thread_state();
@@ -149,9 +156,16 @@ bool resume(siginfo_t *info, mcontext_t &machine) {
     return go_on != 0;
 }
 
-void on_sigill(int signal, siginfo_t *info, void *context) {
+// Runs on whatever stack the application has, which may be the smallest alternate one: all work is
+// done on the platform's.
+void on_sigill(int signal, siginfo_t *info, void *argument) {
     const int saved_errno = errno;
-    if (!resume(info, static_cast<ucontext_t *>(context)->uc_mcontext))
+    auto *context = static_cast<ucontext_t *>(argument);
+    mcontext_t &machine = context->uc_mcontext;
+    bool resumed = false;
+    if (!is_sent(info) && !inside_client(machine.sp))
+        run_on_platform_stack([&] { resumed = resume(machine); });
+    if (!resumed)
         deliver_to_application(signal, info, context);
     errno = saved_errno;
 }

@@ -131,14 +131,10 @@ Symbol *find_in_client(void *library, const char *path, const char *name) {
         {client_path}};
     split_arguments(client, words);
 
-    need_platform_stack();
-    run_on_platform_stack(
-        [](void *argument) {
-            auto *c = static_cast<client_start *>(argument);
-            c->main(0, c->argc, c->argv);
-        },
-        &client);
-    need_thread_state();
+    run_on_platform_stack([&client] {
+        client.main(0, client.argc, client.argv);
+        need_thread_state();
+    });
 }
 
 } // namespace

@@ -32,7 +32,7 @@ static void thread_end(void *area) {
         pthread_setspecific(thread_end_key, area);
         return;
     }
-    end_thread_state();
+    run_on_platform_stack([] { end_thread_state(); });
     unmap_memory(dr_thread_area.stack_base, stack_bytes);
     dr_thread_area = {};
 }
@@ -42,7 +42,7 @@ void start_thread_support() {
         refuse(125, "no thread-specific key is left");
 }
 
-void need_platform_stack() {
+static void need_platform_stack() {
     dr_thread_area_t &area = dr_thread_area;
     if (area.stack_top)
         return;
@@ -55,6 +55,7 @@ void need_platform_stack() {
 }
 
 void run_on_platform_stack(void (*function)(void *), void *argument) {
+    need_platform_stack();
     sve_platform_switch_stack(function, argument, dr_thread_area.stack_top);
 }
 
@@ -64,18 +65,17 @@ bool inside_client(uint64_t stack_pointer) {
 }
 
 void need_thread_state() {
-    need_platform_stack();
     if (dr_thread_area.announced)
         return;
     dr_thread_area.announced = true;
     pthread_setspecific(thread_end_key, &dr_thread_area);
-    run_on_platform_stack([](void *area) { raise_thread_init(area); }, &dr_thread_area);
+    raise_thread_init(&dr_thread_area);
 }
 
 void end_thread_state() {
     if (!dr_thread_area.announced)
         return;
-    run_on_platform_stack([](void *area) { raise_thread_exit(area); }, &dr_thread_area);
+    raise_thread_exit(&dr_thread_area);
     dr_thread_area.announced = false;
 }
 

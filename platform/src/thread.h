@@ -10,6 +10,7 @@
 #include "platform/include/dr_api.h"
 
 #include <cstdint>
+#include <type_traits>
 
 namespace platform {
 
@@ -19,21 +20,27 @@ inline int64_t distance_from_thread_pointer(const void *in_area) {
            static_cast<const char *>(__builtin_thread_pointer());
 }
 
-// Once, at the start: after this threads' ends are noticed.
+// Once, at the start: from then on the ends of threads are noticed.
 void start_thread_support();
 
-// Gives the calling thread a platform stack if it has none. Needed before run_on_platform_stack.
-void need_platform_stack();
+// Calls function(argument) on the calling thread's platform stack, which is made if there is none
+// yet. Not for code that is on it already.
+void run_on_platform_stack(void (*function)(void *), void *argument);
 
-// Gives the calling thread all its state and raises the thread init events, if that hasn't been
-// done.
+// The same with anything that can be called.
+template <class F>
+void run_on_platform_stack(F &&function) {
+    run_on_platform_stack([](void *f) { (*static_cast<std::remove_reference_t<F> *>(f))(); },
+                          &function);
+}
+
+// Raises the thread init events for the calling thread, if that hasn't been done. On its platform
+// stack.
 void need_thread_state();
 
-// Raises the thread exit events for the calling thread, if its init events have been raised.
+// Raises the thread exit events for the calling thread, if its init events have been raised. On its
+// platform stack.
 void end_thread_state();
-
-// Calls function(argument) on the calling thread's platform stack.
-void run_on_platform_stack(void (*function)(void *), void *argument);
 
 // Whether the stack pointer is in the calling thread's platform stack.
 bool inside_client(uint64_t stack_pointer);
