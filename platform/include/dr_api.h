@@ -46,8 +46,7 @@ typedef byte opnd_size_t;
 // The client's entry. argv[0] is the client library's path, its options start at 1.
 DR_EXPORT void dr_client_main(client_id_t id, int argc, const char *argv[]);
 
-// ---- The process
-// ----------------------------------------------------------------------------------
+// ---- The process -------------------------------------------------------------------------------
 
 #define INVALID_FILE (-1)
 #define STDERR our_stderr
@@ -75,8 +74,7 @@ static inline void dr_register_exit_event(void (*func)(void)) {
     dr_register_exit_event_of(func, &__dso_handle);
 }
 
-// ---- Modules
-// --------------------------------------------------------------------------------------
+// ---- Modules -----------------------------------------------------------------------------------
 
 typedef struct _module_names_t {
     const char *module_name;
@@ -97,8 +95,7 @@ DR_API module_data_t *dr_get_main_module(void);
 DR_API module_data_t *dr_lookup_module(byte *pc);
 DR_API void dr_free_module_data(module_data_t *data);
 
-// ---- Threads
-// --------------------------------------------------------------------------------------
+// ---- Threads -----------------------------------------------------------------------------------
 
 typedef enum {
     SPILL_SLOT_1,
@@ -148,8 +145,7 @@ static inline void dr_write_saved_reg(void *drcontext, dr_spill_slot_t slot, reg
 DR_API void *dr_thread_alloc(void *drcontext, size_t size);
 DR_API void dr_thread_free(void *drcontext, void *mem, size_t size);
 
-// ---- Operands
-// -------------------------------------------------------------------------------------
+// ---- Operands ----------------------------------------------------------------------------------
 
 // clang-format off
 enum {
@@ -194,8 +190,7 @@ DR_API opnd_size_t opnd_get_size(opnd_t opnd);
 
 #define OPND_CREATE_INT(value) opnd_create_immed_int((ptr_int_t)(value), OPSZ_4)
 
-// ---- Instructions
-// ---------------------------------------------------------------------------------
+// ---- Instructions ------------------------------------------------------------------------------
 
 // OP_xx is an application instruction that is known by its word alone; all of them are, here.
 enum { OP_xx, OP_add, OP_ldr, OP_str, OP_ldp, OP_stp, OP_mrs, OP_msr };
@@ -236,8 +231,7 @@ DR_API void instrlist_preinsert(instrlist_t *list, instr_t *where, instr_t *inst
 DR_API void instrlist_remove(instrlist_t *list, instr_t *instr);
 DR_API void instr_destroy(void *drcontext, instr_t *instr);
 
-// ---- Inserted code
-// --------------------------------------------------------------------------------
+// ---- Inserted code -----------------------------------------------------------------------------
 
 // This platform steals no register. It names X28 because clients ask, and takes X28 itself for the
 // application's value.

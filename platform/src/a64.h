@@ -14,8 +14,7 @@ inline constexpr unsigned sp = 31, xzr = 31;
 // System registers as MRS and MSR code them: bits 20:5.
 inline constexpr word_t nzcv = 0xda10, fpcr = 0xda20, fpsr = 0xda21, tpidr_el0 = 0xde82;
 
-// ---- Moves and arithmetic
-// -------------------------------------------------------------------------
+// ---- Moves and arithmetic ----------------------------------------------------------------------
 
 // mov xd, xm
 constexpr word_t mov(unsigned d, unsigned m) {
@@ -41,8 +40,7 @@ constexpr word_t msr(word_t system, unsigned t) {
     return 0xd5100000 | system << 5 | t;
 }
 
-// ---- Loads and stores
-// -----------------------------------------------------------------------------
+// ---- Loads and stores --------------------------------------------------------------------------
 
 constexpr bool fits_unsigned_offset(int64_t offset, unsigned bytes) {
     return offset >= 0 && offset % bytes == 0 && offset / bytes < 4096;
@@ -75,8 +73,7 @@ constexpr word_t pop(unsigned t) {
     return 0xf84107e0 | t;
 }
 
-// ---- Branches
-// -------------------------------------------------------------------------------------
+// ---- Branches ----------------------------------------------------------------------------------
 
 inline constexpr int64_t branch_range = int64_t{128} << 20;
 
@@ -100,8 +97,7 @@ constexpr word_t udf(uint16_t value) {
     return value;
 }
 
-// ---- Reading
-// --------------------------------------------------------------------------------------
+// ---- Reading -----------------------------------------------------------------------------------
 
 constexpr bool is_b(word_t word) {
     return word >> 26 == 0b000101;

@@ -7,8 +7,7 @@
 
 using namespace platform;
 
-// ---- Where instructions are kept
-// ------------------------------------------------------------------
+// ---- Where instructions are kept ---------------------------------------------------------------
 
 namespace {
 
@@ -39,8 +38,7 @@ instrlist_t platform::start_list(app_pc pc) {
     return {nullptr, nullptr, pc};
 }
 
-// ---- Lists
-// ----------------------------------------------------------------------------------------
+// ---- Lists -------------------------------------------------------------------------------------
 
 static void link_before(instrlist_t *list, instr_t *where, instr_t *instr) {
     instr->next = where;
@@ -101,8 +99,7 @@ instr_t *instr_set_translation(instr_t *instr, app_pc pc) {
     return instr;
 }
 
-// ---- Operands
-// -------------------------------------------------------------------------------------
+// ---- Operands ----------------------------------------------------------------------------------
 
 opnd_t opnd_create_reg(reg_id_t reg) {
     const opnd_size_t size = reg >= DR_REG_Q0 && reg <= DR_REG_Q31   ? OPSZ_16
@@ -135,8 +132,7 @@ unsigned platform::x_number(reg_id_t reg) {
     return reg - DR_REG_X0;
 }
 
-// ---- Encoding
-// -------------------------------------------------------------------------------------
+// ---- Encoding ----------------------------------------------------------------------------------
 
 namespace {
 

@@ -65,8 +65,7 @@ const module_record *main_module() {
 
 } // namespace platform
 
-// ---- What clients see
-// -----------------------------------------------------------------------------
+// ---- What clients see --------------------------------------------------------------------------
 
 using namespace platform;
 

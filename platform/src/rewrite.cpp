@@ -23,8 +23,7 @@ bool trap_every_time;
 // Guards all below, the trampolines and the instruction lists. Taken with signals blocked only.
 pthread_mutex_t patch_lock = PTHREAD_MUTEX_INITIALIZER;
 
-// ---- Sites that keep their word
-// -------------------------------------------------------------------
+// ---- Sites that keep their word ----------------------------------------------------------------
 
 // An open-addressed table from the address of such a site to its trampoline. Few programs have any,
 // so it is made when the first one comes.
@@ -74,8 +73,7 @@ private:
 };
 constinit site_table unpatched_sites{};
 
-// ---- Blocks
-// ---------------------------------------------------------------------------------------
+// ---- Blocks ------------------------------------------------------------------------------------
 
 // The word at a site may be changed by another thread at any time, as one aligned store.
 a64::word_t read_word(uintptr_t pc) {
@@ -101,8 +99,7 @@ instrlist_t make_block(uintptr_t pc, uintptr_t mapping_end) {
     return list;
 }
 
-// ---- Patching
-// -------------------------------------------------------------------------------------
+// ---- Patching ----------------------------------------------------------------------------------
 
 // Write permission for the pages of [first, last], without losing execute. At the end of the scope
 // they get their former protection.

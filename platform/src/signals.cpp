@@ -69,8 +69,7 @@ struct sigaction exchange_application_sigill(const struct sigaction *action) {
     return former;
 }
 
-// ---- The application's own SIGILL
-// -----------------------------------------------------------------
+// ---- The application's own SIGILL --------------------------------------------------------------
 
 // Says in one line which instruction ends the process.
 void say_fatal_instruction(uintptr_t pc) {
@@ -123,8 +122,7 @@ void deliver_to_application(int signal, siginfo_t *info, ucontext_t *context) {
         action.sa_handler(signal);
 }
 
-// ---- The platform's
-// -------------------------------------------------------------------------------
+// ---- The platform's ----------------------------------------------------------------------------
 
 // Goes on from a trap of the platform's own in a trampoline. False if it isn't one.
 bool resume_trampoline(mcontext_t &machine) {
@@ -196,8 +194,7 @@ void platform::start_signal_support() {
     next_definition<decltype(pthread_sigmask)>("pthread_sigmask")(SIG_UNBLOCK, &sigill, nullptr);
 }
 
-// ---- What the application calls
-// -------------------------------------------------------------------
+// ---- What the application calls ----------------------------------------------------------------
 
 DR_EXPORT int sigaction(int signal, const struct sigaction *action,
                         struct sigaction *old) noexcept {

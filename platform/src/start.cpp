@@ -139,8 +139,7 @@ Symbol *find_in_client(void *library, const char *path, const char *name) {
 
 } // namespace
 
-// ---- What clients see
-// -----------------------------------------------------------------------------
+// ---- What clients see --------------------------------------------------------------------------
 
 file_t our_stderr = STDERR_FILENO;
 

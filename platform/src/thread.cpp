@@ -81,8 +81,7 @@ void end_thread_state() {
 
 } // namespace platform
 
-// ---- Memory of threads
-// ----------------------------------------------------------------------------
+// ---- Memory of threads -------------------------------------------------------------------------
 
 void *dr_thread_alloc(void *, size_t size) {
     return platform::map_memory(size);

@@ -30,8 +30,7 @@ void sve::library_loaded() {
     SVEInitialize();
 }
 
-// ---- Threads
-// --------------------------------------------------------------------------------------
+// ---- Threads -----------------------------------------------------------------------------------
 
 static void event_thread_init(void *drcontext) {
     void *memory = dr_thread_alloc(drcontext, sizeof(cpu_state));
@@ -49,8 +48,7 @@ static void event_thread_exit(void *drcontext) {
     drmgr_set_tls_field(drcontext, tls_idx, nullptr);
 }
 
-// ---- Emulation
-// ------------------------------------------------------------------------------------
+// ---- Emulation ---------------------------------------------------------------------------------
 
 void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler handler) {
     void *drcontext = dr_get_current_drcontext();
@@ -72,8 +70,7 @@ void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler h
     dr_write_saved_reg(drcontext, SPILL_SLOT_3, state->x[28]);
 }
 
-// ---- The process
-// ----------------------------------------------------------------------------------
+// ---- The process -------------------------------------------------------------------------------
 
 static const char *exe_name() {
     if (!exe || !exe->full_path)

@@ -4,18 +4,38 @@
 // architecture's 2048 bits and knows nothing of cpu_state.
 
 #include <cstdint>
+#include <cstring>
 
-// One vector by value. Only the first (vector length in bytes) bytes have meaning.
-struct VecT {
+// One vector by value. Element i of type T lies at byte i * sizeof(T). Only the first (vector
+// length in bytes) bytes have meaning.
+struct alignas(16) VecT {
     uint8_t byte[256];
+
+    template <class T>
+    T get(unsigned element) const {
+        T value;
+        std::memcpy(&value, byte + element * sizeof(T), sizeof value);
+        return value;
+    }
+    template <class T>
+    void set(unsigned element, T value) {
+        std::memcpy(byte + element * sizeof(T), &value, sizeof value);
+    }
 };
 
-// One predicate by value: bit i % 64 of word i / 64 belongs to vector byte i.
+// One predicate by value: bit i % 64 of word i / 64 belongs to vector byte i. Bits at and above the
+// vector length are 0.
 struct PredV {
     uint64_t word[4];
+
+    bool test(unsigned bit) const { return word[bit / 64] >> bit % 64 & 1; }
+    void set(unsigned bit, bool value) {
+        const uint64_t mask = uint64_t{1} << bit % 64;
+        word[bit / 64] = value ? word[bit / 64] | mask : word[bit / 64] & ~mask;
+    }
 };
 
-// What a reference function knows beside its operands. Flags and status are read and written.
+// What a reference function knows beside its operands. Flags, status and FFR are read and written.
 struct CpuContext {
     uint32_t NZCV;    // N bit 31, Z 30, C 29, V 28
     uint32_t FPSR;    // cumulative floating-point status

@@ -12,6 +12,9 @@ struct handler_row {
     const decode_map *map; // the map that holds it
     unsigned key;          // its key in that map
     aarch64_handler handler;
+    // For a handler on the direct route, the stub of its reference function: the second
+    // implementation of the same operation, which only the comparison of the two runs.
+    aarch64_handler reference = nullptr;
 };
 
 // A family's rows: constant-initialised, so that they are there when the maps are built from them.

@@ -6,9 +6,10 @@
 //
 //     aarch64_decode_rc sve_sub_zzz(cpu_state *state, aarch64_z_reg zd, aarch64_z_reg zn,
 //                                   aarch64_z_reg zm) {
-//         return lanes_zzz(state, zd, zn, zm, [](auto n, auto m) { return n - m; });
+//         return binary_zzz(state, zd, zn, zm, [](auto n, auto m) { return n - m; });
 //     }
 
+#include "sve/core/chunk.h"
 #include "sve/core/cpu_state.h"
 
 #include <cstring>
@@ -17,21 +18,6 @@
 
 namespace sve {
 
-// 16 bytes of lanes of type T.
-template <class T>
-using chunk [[gnu::vector_size(sve_chunk_bytes)]] = T;
-
-template <class T>
-chunk<T> load_chunk(const uint8_t *row, unsigned index) {
-    chunk<T> value;
-    std::memcpy(&value, row + index * sve_chunk_bytes, sizeof value);
-    return value;
-}
-template <class T>
-void store_chunk(uint8_t *row, unsigned index, chunk<T> value) {
-    std::memcpy(row + index * sve_chunk_bytes, &value, sizeof value);
-}
-
 // All ones in the lanes of type T that the predicate row makes active, zero in the others. A lane
 // is active when bit 0 of its first predicate byte is set; its other predicate bytes say nothing.
 template <class T>
@@ -39,24 +25,21 @@ auto active_lanes(const uint8_t *predicate_row, unsigned index) {
     return (load_chunk<T>(predicate_row, index) & 1) != 0;
 }
 
-// Calls f.operator()<T>() with the unsigned lane type of a size code: 2, 3 and 1 are tested in this
-// order, anything else is bytes.
-template <class F>
-decltype(auto) with_unsigned_lanes(unsigned size_code, F &&f) {
-    if (size_code == sve_size_s)
-        return f.template operator()<uint32_t>();
-    if (size_code == sve_size_d)
-        return f.template operator()<uint64_t>();
-    if (size_code == sve_size_h)
-        return f.template operator()<uint16_t>();
-    return f.template operator()<uint8_t>();
-}
+// The lane types that a routine tells apart, the narrowest first.
+template <class... T>
+struct lane_types {};
+using unsigned_lanes = lane_types<uint8_t, uint16_t, uint32_t, uint64_t>;
+using signed_lanes = lane_types<int8_t, int16_t, int32_t, int64_t>;
 
-// The same with the signed lane type.
-template <class F>
-decltype(auto) with_signed_lanes(unsigned size_code, F &&f) {
-    return with_unsigned_lanes(
-        size_code, [&]<class T>() { return f.template operator()<std::make_signed_t<T>>(); });
+// Calls f.operator()<T>() with the lane type of a size code. A code that none of the types has
+// means the narrowest.
+template <class Narrowest, class... Wider, class F>
+void with_lanes(lane_types<Narrowest, Wider...>, unsigned size_code, F &&f) {
+    const bool wider =
+        ((sizeof(Wider) == size_t{1} << size_code && (f.template operator()<Wider>(), true)) ||
+         ...);
+    if (!wider)
+        f.template operator()<Narrowest>();
 }
 
 // Writes the row whose chunk i is f(i). All chunks are computed before any is stored, so the row
@@ -72,40 +55,103 @@ void write_row(uint8_t *row, F &&f) {
     (std::make_integer_sequence<unsigned, sve_chunks>{});
 }
 
-// Zd = op(Zn, Zm), lane by lane.
-template <class Op>
-aarch64_decode_rc lanes_zzz(cpu_state *state, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm,
-                            Op op) {
-    with_unsigned_lanes(zd.size, [&]<class T>() {
-        const uint8_t *n = state->z[zn.num], *m = state->z[zm.num];
-        write_row<T>(state->z[zd.num],
-                     [&](unsigned i) { return op(load_chunk<T>(n, i), load_chunk<T>(m, i)); });
-    });
-    return AARCH64_DECODE_OK;
+// The row of register `d` becomes op(chunks of the sources…).
+template <class T, class Op, class... Source>
+void write_lanes(cpu_state *state, unsigned d, Op op, Source... source) {
+    write_row<T>(state->z[d],
+                 [&](unsigned i) { return op(load_chunk<T>(state->z[source], i)...); });
 }
 
-// Zdn = op(Zdn, Zm) in the active lanes; the others keep their value.
-template <class Op>
-aarch64_decode_rc lanes_zpz(cpu_state *state, aarch64_z_reg zdn, aarch64_p_reg pg, aarch64_z_reg zm,
-                            Op op) {
-    with_unsigned_lanes(zdn.dst_size, [&]<class T>() {
-        const uint8_t *dn = state->z[zdn.num], *m = state->z[zm.num], *p = state->p[pg.num];
-        write_row<T>(state->z[zdn.num], [&](unsigned i) {
-            const chunk<T> old = load_chunk<T>(dn, i);
-            return active_lanes<T>(p, i) ? op(old, load_chunk<T>(m, i)) : old;
-        });
+// The same in the active lanes; the others keep their value.
+template <class T, class Op, class... Source>
+void merge_lanes(cpu_state *state, unsigned d, unsigned pg, Op op, Source... source) {
+    write_row<T>(state->z[d], [&](unsigned i) -> chunk<T> {
+        return active_lanes<T>(state->p[pg], i) ? op(load_chunk<T>(state->z[source], i)...)
+                                                : load_chunk<T>(state->z[d], i);
     });
+}
+
+// The same one element at a time, for what the vector unit can't do: `op` gets single elements, and
+// only those of active lanes.
+template <class T, class Op, class... Source>
+void merge_elements(cpu_state *state, unsigned d, unsigned pg, Op op, Source... source) {
+    uint8_t result[sve_vector_bytes];
+    std::memcpy(result, state->z[d], sve_vector_bytes);
+    const auto element = [state](unsigned z, unsigned offset) {
+        T value;
+        std::memcpy(&value, state->z[z] + offset, sizeof value);
+        return value;
+    };
+    for (unsigned offset = 0; offset < sve_vector_bytes; offset += sizeof(T)) {
+        if (!(state->p[pg][offset] & 1))
+            continue;
+        const T value = op(element(source, offset)...);
+        std::memcpy(result + offset, &value, sizeof value);
+    }
+    std::memcpy(state->z[d], result, sve_vector_bytes);
+}
+
+// ---- The common shapes -------------------------------------------------------------------------
+
+// Zd = op(Zn, Zm).
+template <class Types = unsigned_lanes, class Op>
+aarch64_decode_rc binary_zzz(cpu_state *state, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm,
+                             Op op) {
+    with_lanes(Types{}, zd.size,
+               [&]<class T>() { write_lanes<T>(state, zd.num, op, zn.num, zm.num); });
     return AARCH64_DECODE_OK;
 }
 
 // Zdn = op(Zdn, immediate). The immediate is truncated to the lane and given to each.
-template <class Op>
-aarch64_decode_rc lanes_zi(cpu_state *state, aarch64_z_reg zdn, unsigned int immediate, Op op) {
-    with_unsigned_lanes(zdn.dst_size, [&]<class T>() {
-        const uint8_t *dn = state->z[zdn.num];
+template <class Types = unsigned_lanes, class Immediate, class Op>
+aarch64_decode_rc binary_zi(cpu_state *state, aarch64_z_reg zdn, Immediate immediate, Op op) {
+    with_lanes(Types{}, zdn.dst_size, [&]<class T>() {
         const chunk<T> broadcast = chunk<T>{} + static_cast<T>(immediate);
-        write_row<T>(state->z[zdn.num],
-                     [&](unsigned i) { return op(load_chunk<T>(dn, i), broadcast); });
+        write_lanes<T>(
+            state, zdn.num, [&](chunk<T> dn) { return op(dn, broadcast); }, zdn.num);
+    });
+    return AARCH64_DECODE_OK;
+}
+
+// Zdn = op(Zdn, Zm) in the active lanes.
+template <class Types = unsigned_lanes, class Op>
+aarch64_decode_rc binary_zpz(cpu_state *state, aarch64_z_reg zdn, aarch64_p_reg pg,
+                             aarch64_z_reg zm, Op op) {
+    with_lanes(Types{}, zdn.dst_size,
+               [&]<class T>() { merge_lanes<T>(state, zdn.num, pg.num, op, zdn.num, zm.num); });
+    return AARCH64_DECODE_OK;
+}
+
+// Zd = op(Zn) in the active lanes.
+template <class Types = unsigned_lanes, class Op>
+aarch64_decode_rc unary_zpz(cpu_state *state, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn,
+                            Op op) {
+    with_lanes(Types{}, zd.size,
+               [&]<class T>() { merge_lanes<T>(state, zd.num, pg.num, op, zn.num); });
+    return AARCH64_DECODE_OK;
+}
+
+// Zdn = op(Zdn) in the active lanes, where `op` holds an immediate.
+template <class Types = unsigned_lanes, class Op>
+aarch64_decode_rc unary_zpi(cpu_state *state, aarch64_z_reg zdn, aarch64_p_reg pg, Op op) {
+    with_lanes(Types{}, zdn.dst_size,
+               [&]<class T>() { merge_lanes<T>(state, zdn.num, pg.num, op, zdn.num); });
+    return AARCH64_DECODE_OK;
+}
+
+// Zd = op(Zn), where `op` may hold an immediate.
+template <class Types = unsigned_lanes, class Op>
+aarch64_decode_rc unary_zz(cpu_state *state, aarch64_z_reg zd, aarch64_z_reg zn, Op op) {
+    with_lanes(Types{}, zd.size, [&]<class T>() { write_lanes<T>(state, zd.num, op, zn.num); });
+    return AARCH64_DECODE_OK;
+}
+
+// Za = op(Za, Zb, Zc) in the active lanes.
+template <class Types = unsigned_lanes, class Op>
+aarch64_decode_rc ternary_zpzz(cpu_state *state, aarch64_z_reg za, aarch64_p_reg pg,
+                               aarch64_z_reg zb, aarch64_z_reg zc, Op op) {
+    with_lanes(Types{}, za.dst_size, [&]<class T>() {
+        merge_lanes<T>(state, za.num, pg.num, op, za.num, zb.num, zc.num);
     });
     return AARCH64_DECODE_OK;
 }

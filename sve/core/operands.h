@@ -99,6 +99,20 @@ using Index = Rm<X>;
 using Vd = joined_fields<4, 0>;
 using Vn = joined_fields<9, 5>;
 
+// A scalar in a V register by value, for reference functions: the low element of the Z row.
+struct v_scalar {
+    uint32_t num;
+    uint32_t size; // size code
+};
+template <unsigned high, unsigned low, unsigned size_code>
+struct scalar_operand {
+    static constexpr v_scalar read(uint32_t word) { return {bits(word, high, low), size_code}; }
+};
+template <unsigned size>
+using ScalarDn = scalar_operand<4, 0, size>;
+template <unsigned size>
+using ScalarN = scalar_operand<9, 5, size>;
+
 // Plain immediates: one field, or several joined with the most significant first.
 template <unsigned... edges>
 using UImm = joined_fields<edges...>;

@@ -8,6 +8,9 @@
 #include "sve/core/handler_row.h"
 #include "sve/core/host_fp.h"
 #include "sve/core/operands.h"
+#include "sve/core/reference_stub.h"
+
+#include <cstddef>
 
 namespace sve {
 
@@ -30,6 +33,31 @@ aarch64_decode_rc direct_fp(cpu_state *state, unsigned int word) {
 // Prefetches: nothing is touched.
 inline aarch64_decode_rc no_op(cpu_state *, unsigned int) {
     return AARCH64_DECODE_OK;
+}
+
+// In the place of a direct routine: the handler takes the reference route.
+inline constexpr std::nullptr_t reference_route = nullptr;
+
+// A row of a handler whose two tiers take the same operands in the same order: the destination is
+// among them.
+template <auto routine, auto function, class Destination, class... Operand>
+consteval handler_row row(const char *name, const decode_map *map, unsigned key) {
+    if constexpr (routine == nullptr)
+        return {name, map, key, reference<function, Destination, Operand...>};
+    else
+        return {name, map, key, direct<routine, Operand...>,
+                reference<function, Destination, Operand...>};
+}
+
+// The same where the destination is only written: a direct routine gets its record in front, a
+// reference function doesn't.
+template <auto routine, auto function, class Destination, class Written, class... Operand>
+consteval handler_row row_to(const char *name, const decode_map *map, unsigned key) {
+    if constexpr (routine == nullptr)
+        return {name, map, key, reference<function, Destination, Operand...>};
+    else
+        return {name, map, key, direct<routine, Written, Operand...>,
+                reference<function, Destination, Operand...>};
 }
 
 } // namespace sve

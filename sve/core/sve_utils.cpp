@@ -1,8 +1,11 @@
 #include "sve/core/sve_utils.h"
 
-#include "sve/core/handler_row.h"
 #include "sve/core/host_fp.h"
 #include "sve/integer/arithmetic.h"
+#include "sve/integer/logic.h"
+#include "sve/integer/reductions.h"
+#include "sve/integer/saturating.h"
+#include "sve/integer/shifts.h"
 
 #include <array>
 #include <cstdio>
@@ -11,8 +14,7 @@
 
 using namespace sve;
 
-// ---- What the static initialiser prepares, in this order
-// ------------------------------------------
+// ---- What the static initialiser prepares, in this order ---------------------------------------
 
 constinit mapped_arena sve::icounts_memory;
 constinit std::atomic<uint64_t> sve_instr_count = 0;
@@ -24,8 +26,13 @@ int page_size = static_cast<int>(sysconf(_SC_PAGESIZE));
 
 // The instruction families. Nothing else in the core knows that they exist.
 static constexpr const handler_rows *families[] = {
-    &integer_arithmetic_rows,
+    &integer_arithmetic_rows, &integer_logic_rows, &integer_reduction_rows,
+    &integer_saturating_rows, &integer_shift_rows,
 };
+
+std::span<const handler_rows *const> sve::handler_families() {
+    return families;
+}
 
 static decode_map build_decode_map(const decode_map *which) {
     decode_map map;
@@ -47,8 +54,7 @@ SVE_DECODE_MAPS(MAP)
     return true;
 }();
 
-// ---- The two cascades
-// -----------------------------------------------------------------------------
+// ---- The two cascades --------------------------------------------------------------------------
 
 using cascade = std::array<const decode_map_info *, decode_map_count>;
 
@@ -93,8 +99,7 @@ aarch64_decode_rc execute_sve_instruction(cpu_state *state) {
     return AARCH64_DECODE_OK;
 }
 
-// ---- Statistics
-// -----------------------------------------------------------------------------------
+// ---- Statistics --------------------------------------------------------------------------------
 
 // Adds 1 to a counter that is only written under icounts_mutex. It is atomic for those who read it
 // without the lock; a read-modify-write would cost an exclusive pair on every emulated instruction.

@@ -5,6 +5,7 @@
 #include "sve/core/decode_maps.h"
 #include "sve/core/export.h"
 #include "sve/core/handler.h"
+#include "sve/core/handler_row.h"
 #include "sve/core/mapped_arena.h"
 
 #include <atomic>
@@ -49,6 +50,9 @@ SVE_EXPORT extern std::mutex icounts_mutex; // guards icounts
 extern int page_size;
 
 namespace sve {
+
+// The rows of every family.
+std::span<const handler_rows *const> handler_families();
 
 // Called by the static initialiser when all is ready, if it is linked: the shared library has it,
 // and takes the fault signals there. Linking the core alone takes nobody's signals.

@@ -1,0 +1,84 @@
+#pragma once
+
+// Loops of the reference tier. A reference function is its name, its element type and one
+// expression:
+//
+//     VecT VecU8SubVVM(VecT dn, PredV pg, VecT m, CpuContext *context) {
+//         return merge<uint8_t>(context, dn, pg, [](auto a, auto b) { return a - b; }, dn, m);
+//     }
+//
+// The vector length comes from the context. `op` gets the element of each vector operand, and other
+// operands as they are; its result is cut to the element.
+
+#include "sve/core/cpu_context.h"
+#include "sve/core/export.h"
+
+#include <algorithm>
+#include <type_traits>
+
+namespace sve {
+
+// Elements of type T in a vector.
+template <class T>
+unsigned element_count(const CpuContext *context) {
+    return context->VL * 8 / sizeof(T);
+}
+
+template <class T>
+T element_of(const VecT &vector, unsigned element) {
+    return vector.get<T>(element);
+}
+template <class T, class Scalar>
+const Scalar &element_of(const Scalar &scalar, unsigned) {
+    return scalar;
+}
+
+// Calls f(element, active) for each element of type T in ascending order. The predicate is read a word at
+// a time: every predicated function of the library runs this loop.
+template <class T, class F>
+void for_each_element(const CpuContext *context, const PredV &pg, F &&f) {
+    constexpr unsigned in_word = 64 / sizeof(T);
+    const unsigned count = element_count<T>(context);
+    for (unsigned e = 0; e < count;) {
+        uint64_t active = pg.word[e / in_word];
+        for (const unsigned end = std::min(count, e + in_word); e < end; e++, active >>= sizeof(T))
+            f(e, (active & 1) != 0);
+    }
+}
+
+// Element e is op(operand elements e…).
+template <class T, class Op, class... Operand>
+VecT unpredicated(const CpuContext *context, Op op, const Operand &...operand) {
+    VecT result;
+    for (unsigned e = 0, count = element_count<T>(context); e < count; e++)
+        result.set<T>(e, static_cast<T>(op(element_of<T>(operand, e)...)));
+    return result;
+}
+
+// The same where the predicate is true; elsewhere the element of `old`.
+template <class T, class Op, class... Operand>
+VecT merge(const CpuContext *context, const VecT &old, const PredV &pg, Op op,
+           const Operand &...operand) {
+    VecT result;
+    for_each_element<T>(context, pg, [&](unsigned e, bool active) {
+        result.set<T>(e, active ? static_cast<T>(op(element_of<T>(operand, e)...)) : old.get<T>(e));
+    });
+    return result;
+}
+
+// Folds the active elements in ascending order: accumulator = op(accumulator, element).
+template <class T, class Accumulator, class Op>
+Accumulator fold_active(const CpuContext *context, const PredV &pg, const VecT &vector,
+                        Accumulator start, Op op) {
+    for_each_element<T>(context, pg, [&](unsigned e, bool active) {
+        if (active)
+            start = op(start, vector.get<T>(e));
+    });
+    return start;
+}
+
+} // namespace sve
+
+// Stamps a definition for each element type: F(type of the handler's name, element type).
+#define SVE_UNSIGNED_TYPES(F) F(U8, uint8_t) F(U16, uint16_t) F(U32, uint32_t) F(U64, uint64_t)
+#define SVE_SIGNED_TYPES(F) F(S8, int8_t) F(S16, int16_t) F(S32, int32_t) F(S64, int64_t)

@@ -1,0 +1,143 @@
+#pragma once
+
+// The bridge to the reference library: a stub turns the byte-per-bit, fixed-length rows of
+// cpu_state into values, calls a function of the library, and turns the results back. It exists
+// once, as
+//
+//     reference<function, destination, operand…>
+//
+// with the operand descriptors of operands.h, which must agree with the function's parameters. A
+// reference stub names its destination, since the type of the result alone does not tell it.
+
+#include "sve/core/operands.h"
+#include "sve/core/predicate_bits.h"
+
+namespace sve {
+
+// ---- Operands, by value ------------------------------------------------------------------------
+
+inline VecT operand_value(const cpu_state *state, aarch64_z_reg reg) {
+    VecT value; // bytes above the vector length have no meaning
+    std::memcpy(value.byte, state->z[reg.num], sve_vector_bytes);
+    return value;
+}
+inline PredV operand_value(const cpu_state *state, aarch64_p_reg reg) {
+    return pack_predicate(state->p[reg.num]);
+}
+inline uint64_t operand_value(const cpu_state *state, aarch64_i_reg reg) {
+    return read_reg(state, reg);
+}
+inline uint64_t operand_value(const cpu_state *state, aarch64_i_rsp_reg reg) {
+    return read_reg(state, reg);
+}
+inline uint64_t operand_value(const cpu_state *state, v_scalar reg) {
+    uint64_t value = 0;
+    std::memcpy(&value, state->z[reg.num], size_t{1} << reg.size);
+    return value;
+}
+inline uint64_t operand_value(const cpu_state *, aarch64_sve_logical64_imm imm) {
+    return imm.mask;
+}
+inline unsigned operand_value(const cpu_state *, aarch64_sve_fp_arith_imm imm) {
+    return imm.i1;
+}
+inline aarch64_sve_fp_dup_imm operand_value(const cpu_state *, aarch64_sve_fp_dup_imm imm) {
+    return imm;
+}
+inline int operand_value(const cpu_state *, int imm) {
+    return imm;
+}
+inline unsigned operand_value(const cpu_state *, unsigned imm) {
+    return imm;
+}
+
+// ---- Destinations ------------------------------------------------------------------------------
+
+// A vector, to Zd.
+struct to_z {
+    static void write(cpu_state *state, uint32_t word, const VecT &result) {
+        std::memcpy(state->z[bits(word, 4, 0)], result.byte, sve_vector_bytes);
+    }
+};
+
+// A predicate, to all bytes of Pd.
+struct to_p {
+    static void write(cpu_state *state, uint32_t word, const PredV &result) {
+        unpack_predicate(state->p[bits(word, 3, 0)], result);
+    }
+};
+
+// A scalar of 64 bits, to Xd; dropped for register 31.
+struct to_x {
+    static void write(cpu_state *state, uint32_t word, uint64_t result) {
+        write_reg(state, Rd<X>::read(word), result);
+    }
+};
+
+// The low bits of a scalar, at the width of a size code, to the V register Vd: the rest of the Z
+// row becomes 0.
+template <unsigned size>
+struct to_v {
+    static void write(cpu_state *state, uint32_t word, uint64_t result) {
+        uint8_t *row = state->z[bits(word, 4, 0)];
+        std::memset(row, 0, sve_vector_bytes);
+        std::memcpy(row, &result, size_t{1} << size);
+    }
+};
+
+// The function has no result of its own: compares of scalars, scatters.
+struct to_none {};
+
+// `count` vectors, to Zt and the registers behind it, the last being followed by Z0. The function
+// writes them through pointers, which come behind its other operands.
+template <unsigned count>
+struct to_z_group {};
+
+// ---- The stub ----------------------------------------------------------------------------------
+
+inline CpuContext make_context(const cpu_state *state) {
+    return {.NZCV = static_cast<uint32_t>(state->nzcv),
+            .FPSR = state->fpsr,
+            .FPCR = state->fpcr | state->fpcr_or,
+            .VL = sve_vector_bits / 64,
+            .FFR = pack_predicate(state->ffr)};
+}
+
+inline void write_back(cpu_state *state, const CpuContext &context) {
+    state->nzcv = context.NZCV;
+    state->fpsr = context.FPSR;
+    state->fpcr = context.FPCR;
+    unpack_predicate(state->ffr, context.FFR);
+}
+
+template <auto function, class... Operand>
+void call_reference(to_none, cpu_state *state, uint32_t word, CpuContext *context) {
+    function(operand_value(state, Operand::read(word))..., context);
+}
+
+template <auto function, class... Operand, unsigned count>
+void call_reference(to_z_group<count>, cpu_state *state, uint32_t word, CpuContext *context) {
+    [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) {
+        VecT result[count];
+        function(operand_value(state, Operand::read(word))..., &result[i]..., context);
+        (std::memcpy(state->z[(bits(word, 4, 0) + i) % 32], result[i].byte, sve_vector_bytes), ...);
+    }
+    (std::make_integer_sequence<unsigned, count>{});
+}
+
+template <auto function, class... Operand, class Destination>
+void call_reference(Destination, cpu_state *state, uint32_t word, CpuContext *context) {
+    // Every operand is made in its place among the arguments: a vector is copied once.
+    Destination::write(state, word,
+                       function(operand_value(state, Operand::read(word))..., context));
+}
+
+template <auto function, class Destination, class... Operand>
+aarch64_decode_rc reference(cpu_state *state, unsigned int word) {
+    CpuContext context = make_context(state);
+    call_reference<function, Operand...>(Destination{}, state, word, &context);
+    write_back(state, context);
+    return AARCH64_DECODE_OK;
+}
+
+} // namespace sve

@@ -1,0 +1,113 @@
+#include "sve/integer/integer_helpers.h"
+#include "sve/integer/shifts.h"
+
+#include <limits>
+
+using namespace sve;
+
+template <class T>
+static constexpr int width = 8 * sizeof(T);
+
+// The element as an exact number, by its type.
+template <class T>
+static int128 number(T x) {
+    return Int(static_cast<unsigned long>(x), width<T>, std::numeric_limits<T>::is_signed ? 0 : 1);
+}
+
+// A count is unsigned whatever the element's type.
+template <class T>
+static int128 count_of(T x) {
+    return static_cast<std::make_unsigned_t<T>>(x);
+}
+
+static constexpr auto shift_left = [](auto a, auto count) {
+    return bits(ShiftLeftInt(number(a), count_of(count)));
+};
+static constexpr auto shift_right = [](auto a, auto count) {
+    return bits(ShiftRightInt(number(a), count_of(count)));
+};
+static constexpr auto shift_left_reversed = [](auto a, auto b) { return shift_left(b, a); };
+static constexpr auto shift_right_reversed = [](auto a, auto b) { return shift_right(b, a); };
+// Division by a power of two, rounded toward zero.
+static constexpr auto shift_right_rounding = [](auto a, auto count) {
+    const int128 correction = a < 0 ? ShiftLeftInt(1, count_of(count)) - 1 : 0;
+    return bits(ShiftRightInt(number(a) + correction, count_of(count)));
+};
+
+#define VVM(type, T, op, f)                                                                        \
+    VecT Vec##type##op##VVM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
+        return merge<T>(context, dn, pg, f, dn, m);                                                \
+    }
+#define VIM(type, T, op, f)                                                                        \
+    VecT Vec##type##op##VIM(VecT dn, PredV pg, T count, CpuContext *context) {                     \
+        return merge<T>(context, dn, pg, f, dn, count);                                            \
+    }
+#define VIX(type, T, op, f)                                                                        \
+    VecT Vec##type##op##VIX(VecT n, T count, CpuContext *context) {                                \
+        return unpredicated<T>(context, f, n, count);                                              \
+    }
+#define ALL(type, T, op, f)                                                                        \
+    VVM(type, T, op, f)                                                                            \
+    VVM(type, T, op##R, f##_reversed)                                                              \
+    VIM(type, T, op, f)                                                                            \
+    VIX(type, T, op, f)
+#define UNSIGNED(U, T)                                                                             \
+    ALL(U, T, Shl, shift_left)                                                                     \
+    ALL(U, T, Shr, shift_right)
+#define SIGNED(S, T)                                                                               \
+    ALL(S, T, Shr, shift_right)                                                                    \
+    VIM(S, T, ShrD, shift_right_rounding)
+SVE_UNSIGNED_TYPES(UNSIGNED)
+SVE_SIGNED_TYPES(SIGNED)
+
+// The doubleword of Zm that each element of type T lies in, as an operand.
+template <class T>
+struct wide_counts {
+    const VecT &m;
+};
+template <class T>
+static uint64_t element_of(const wide_counts<T> &counts, unsigned element) {
+    return counts.m.template get<uint64_t>(element * sizeof(T) / sizeof(uint64_t));
+}
+
+#define WIDE(type, T, op, f)                                                                       \
+    VecT Vec##type##op##VWM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
+        return merge<T>(context, dn, pg, f, dn, wide_counts<T>{m});                                \
+    }                                                                                              \
+    VecT Vec##type##op##VWX(VecT n, VecT m, CpuContext *context) {                                 \
+        return unpredicated<T>(context, f, n, wide_counts<T>{m});                                  \
+    }
+WIDE(U8, uint8_t, Shl, shift_left)
+WIDE(U16, uint16_t, Shl, shift_left)
+WIDE(U32, uint32_t, Shl, shift_left)
+WIDE(U8, uint8_t, Shr, shift_right)
+WIDE(U16, uint16_t, Shr, shift_right)
+WIDE(U32, uint32_t, Shr, shift_right)
+WIDE(S8, int8_t, Shr, shift_right)
+WIDE(S16, int16_t, Shr, shift_right)
+WIDE(S32, int32_t, Shr, shift_right)
+
+// Bases plus scaled offsets of type Offset, which is taken from the low end of the element.
+template <class T, class Offset>
+static VecT addresses(const CpuContext *context, const VecT &n, const VecT &m, unsigned scale) {
+    return unpredicated<T>(
+        context,
+        [scale](T base, T offset) {
+            return base + static_cast<T>(static_cast<Offset>(offset)) * scale;
+        },
+        n, m);
+}
+
+#define LEA_FORM(type, T, Offset, scale, form)                                                     \
+    VecT Vec##type##LEA##scale##form##VV(VecT n, VecT m, CpuContext *context) {                    \
+        return addresses<T, Offset>(context, n, m, scale);                                         \
+    }
+#define LEA(scale)                                                                                 \
+    LEA_FORM(U32, uint32_t, uint32_t, scale, )                                                     \
+    LEA_FORM(U64, uint64_t, uint64_t, scale, )                                                     \
+    LEA_FORM(U64, uint64_t, int32_t, scale, X)                                                     \
+    LEA_FORM(U64, uint64_t, uint32_t, scale, Y)
+LEA(1)
+LEA(2)
+LEA(4)
+LEA(8)
