@@ -11,9 +11,10 @@
 
 // What a handler, a direct routine and execute_sve_instruction return.
 enum aarch64_decode_rc : int {
-    AARCH64_DECODE_OK = 0, // the instruction was emulated
-    AARCH64_DECODE_UNIMPLEMENTED =
-        2, // the word is in no decode map, or its handler emulates nothing
+    // The instruction was emulated.
+    AARCH64_DECODE_OK = 0,
+    // The word is in no decode map, or its handler emulates nothing.
+    AARCH64_DECODE_UNIMPLEMENTED = 2,
 };
 
 // The registers of one application thread. Only that thread touches them.
@@ -102,8 +103,7 @@ struct aarch64_i_rsp_reg {
     uint32_t num;
     uint32_t size;
 
-    SVE_EXPORT static const char
-        *const wname[32]; // the last entry is "illegal": there is no W view
+    SVE_EXPORT static const char *const wname[32]; // the last is "illegal": SP has no W view
     SVE_EXPORT static const char *const xname[32];
 };
 

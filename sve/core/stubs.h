@@ -11,6 +11,7 @@
 #include "sve/core/reference_stub.h"
 
 #include <cstddef>
+#include <type_traits>
 
 namespace sve {
 
@@ -42,7 +43,7 @@ inline constexpr std::nullptr_t reference_route = nullptr;
 // among them.
 template <auto routine, auto function, class Destination, class... Operand>
 consteval handler_row row(const char *name, const decode_map *map, unsigned key) {
-    if constexpr (routine == nullptr)
+    if constexpr (std::is_null_pointer_v<decltype(routine)>)
         return {name, map, key, reference<function, Destination, Operand...>};
     else
         return {name, map, key, direct<routine, Operand...>,
@@ -53,7 +54,7 @@ consteval handler_row row(const char *name, const decode_map *map, unsigned key)
 // reference function doesn't.
 template <auto routine, auto function, class Destination, class Written, class... Operand>
 consteval handler_row row_to(const char *name, const decode_map *map, unsigned key) {
-    if constexpr (routine == nullptr)
+    if constexpr (std::is_null_pointer_v<decltype(routine)>)
         return {name, map, key, reference<function, Destination, Operand...>};
     else
         return {name, map, key, direct<routine, Written, Operand...>,

@@ -19,10 +19,9 @@
 SVE_EXPORT aarch64_handler is_sve(unsigned int word);
 
 // Runs the instruction at `state->pc` under the state's own FPCR and FPSR, counts it and advances
-// pc by
-// 4. Returns AARCH64_DECODE_UNIMPLEMENTED for a word that is_sve doesn't know, and what the handler
-// returned if that isn't AARCH64_DECODE_OK: pc stays then, and nothing is counted. The entry for a
-// driver that steps through an instruction stream without rewriting it.
+// pc by 4. Returns AARCH64_DECODE_UNIMPLEMENTED for a word that is_sve doesn't know, and what the
+// handler returned if that isn't AARCH64_DECODE_OK: pc stays then, and nothing is counted. The
+// entry for a driver that steps through an instruction stream without rewriting it.
 SVE_EXPORT aarch64_decode_rc execute_sve_instruction(cpu_state *state);
 
 // Counts one emulated instruction, in total and for its address.
