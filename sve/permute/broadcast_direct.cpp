@@ -1,0 +1,1 @@
+#include "sve/permute/broadcast.h"

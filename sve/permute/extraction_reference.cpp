@@ -1,0 +1,1 @@
+#include "sve/permute/extraction.h"

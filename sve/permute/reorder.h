@@ -1,0 +1,11 @@
+#pragma once
+
+// Interleave, table lookup and reordering.
+
+#include "sve/core/cpu_state.h"
+#include "sve/core/elements.h"
+#include "sve/core/handler_row.h"
+
+namespace sve {
+extern const handler_rows reorder_rows;
+}

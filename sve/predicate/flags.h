@@ -1,0 +1,48 @@
+#pragma once
+
+// The one rule by which predicate-producing instructions set the condition flags, and the search for
+// active elements. Of the elements that the mask makes active:
+//
+//     N   the first one is true in the result
+//     Z   none is true
+//     C   the last one is not true
+//     V   0
+//
+// Without an active element N = 0, Z = 1, C = 1.
+
+#include "sve/core/cpu_context.h"
+#include "sve/core/cpu_state.h"
+#include "sve/core/export.h"
+
+// Sets the flags in state->nzcv, whose other bits stay. `mask` and `result` are P rows or local rows of
+// the same form; an element has the width of T, and only bit 0 of its first byte counts.
+template <class T>
+void sve_ptest(cpu_state *state, const char *mask, const char *result);
+
+// The same for the reference library, in context->NZCV. esize is the element's width in bits: 8, 16, 32
+// or 64. An element of the mask counts by its lowest bit, and so does N; Z and C take all bits of the
+// element of the result.
+SVE_EXPORT void PredSetNZCV(PredV mask, PredV result, int esize, CpuContext *context);
+// The same without V.
+SVE_EXPORT void PredSetNZC(PredV mask, PredV result, int esize, CpuContext *context);
+
+// The lowest or highest element whose lowest predicate bit is set, or -1.
+SVE_EXPORT int FindFirstActive(PredV predicate, int esize, CpuContext *context);
+SVE_EXPORT int FindLastActive(PredV predicate, int esize, CpuContext *context);
+
+namespace sve {
+
+// The condition flags, in the places that NZCV has.
+inline constexpr uint32_t flag_n = 1u << 31, flag_z = 1u << 30, flag_c = 1u << 29,
+                          flag_v = 1u << 28;
+inline constexpr uint32_t all_flags = flag_n | flag_z | flag_c | flag_v;
+
+// The predicate with all bits of the vector length set.
+inline PredV all_true(const CpuContext *context) {
+    PredV predicate = {};
+    for (unsigned i = 0; i < context->VL * 8; i++)
+        predicate.set(i, true);
+    return predicate;
+}
+
+} // namespace sve

@@ -1,0 +1,1 @@
+#include "sve/predicate/generation.h"
