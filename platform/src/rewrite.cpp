@@ -29,20 +29,23 @@ pthread_mutex_t patch_lock = PTHREAD_MUTEX_INITIALIZER;
 // so it is made when the first one comes.
 class site_table {
 public:
-    a64::word_t *find(uintptr_t site) const { return capacity_ ? slot(site).code : nullptr; }
+    a64::word_t *find(uintptr_t site, a64::word_t word) const {
+        return capacity_ && slot(site).word == word ? slot(site).code : nullptr;
+    }
     // False if there is no memory for it.
-    bool add(uintptr_t site, a64::word_t *code) {
+    bool add(uintptr_t site, a64::word_t word, a64::word_t *code) {
         if (2 * count_ >= capacity_ && !grow())
             return false;
         entry &free_slot = slot(site);
         count_ += free_slot.site == 0;
-        free_slot = {site, code};
+        free_slot = {site, word, code};
         return true;
     }
 
 private:
     struct entry {
-        uintptr_t site;
+        uintptr_t site; // 0: a free slot
+        a64::word_t word;
         a64::word_t *code;
     };
     entry *entries_ = nullptr;
@@ -190,7 +193,7 @@ void write_block(const instrlist_t &list, int protection) {
         if (place.near && text && !trap_every_time)
             write_word(
                 site, a64::b(static_cast<int64_t>(reinterpret_cast<uintptr_t>(place.code) - site)));
-        else if (!unpatched_sites.add(site, place.code))
+        else if (!unpatched_sites.add(site, read_word(site), place.code))
             refuse(125, "no memory to remember the instruction at %p",
                    static_cast<void *>(first->pc));
         first = last;
@@ -206,9 +209,10 @@ void set_trap_every_time() {
 uintptr_t handle_trapped_instruction(uintptr_t pc) {
     pthread_mutex_lock(&patch_lock);
     uintptr_t go_on = 0;
-    if (is_rewritten(pc, read_word(pc))) {
+    const a64::word_t word = read_word(pc);
+    if (is_rewritten(pc, word)) {
         go_on = pc; // another thread was first
-    } else if (a64::word_t *code = unpatched_sites.find(pc)) {
+    } else if (a64::word_t *code = unpatched_sites.find(pc, word)) {
         go_on = reinterpret_cast<uintptr_t>(code);
     } else {
         mapping around = {};
@@ -222,7 +226,7 @@ uintptr_t handle_trapped_instruction(uintptr_t pc) {
         if (is_rewritten(pc, read_word(pc)))
             go_on = pc;
         else
-            go_on = reinterpret_cast<uintptr_t>(unpatched_sites.find(pc));
+            go_on = reinterpret_cast<uintptr_t>(unpatched_sites.find(pc, word));
     }
     pthread_mutex_unlock(&patch_lock);
     return go_on;

@@ -198,8 +198,13 @@ void platform::start_signal_support() {
 
 DR_EXPORT int sigaction(int signal, const struct sigaction *action,
                         struct sigaction *old) noexcept {
-    if (signal != SIGILL)
-        return real_sigaction(signal, action, old);
+    if (signal != SIGILL) {
+        if (!action)
+            return real_sigaction(signal, action, old);
+        struct sigaction copy = *action;
+        sigdelset(&copy.sa_mask, SIGILL); // the handler may run emulated code
+        return real_sigaction(signal, &copy, old);
+    }
     const struct sigaction former = exchange_application_sigill(action);
     if (old)
         *old = former;

@@ -10,15 +10,18 @@
 
 namespace sve {
 
-template <class T> using chunk [[gnu::vector_size(sve_chunk_bytes)]] = T;
+template <class T>
+using chunk [[gnu::vector_size(sve_chunk_bytes)]] = T;
 
 // Chunk `index` of a row.
-template <class T> chunk<T> load_chunk(const uint8_t *row, unsigned index) {
+template <class T>
+chunk<T> load_chunk(const uint8_t *row, unsigned index) {
     chunk<T> value;
     std::memcpy(&value, row + index * sve_chunk_bytes, sizeof value);
     return value;
 }
-template <class T> void store_chunk(uint8_t *row, unsigned index, chunk<T> value) {
+template <class T>
+void store_chunk(uint8_t *row, unsigned index, chunk<T> value) {
     std::memcpy(row + index * sve_chunk_bytes, &value, sizeof value);
 }
 

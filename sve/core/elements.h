@@ -33,6 +33,17 @@ const Scalar &element_of(const Scalar &scalar, unsigned) {
     return scalar;
 }
 
+// The doubleword of a vector that each element of type T lies in, as an operand with the sign of T.
+template <class T>
+struct wide_elements {
+    const VecT &vector;
+};
+template <class T>
+auto element_of(const wide_elements<T> &wide, unsigned element) {
+    using Wide = std::conditional_t<std::is_signed_v<T>, int64_t, uint64_t>;
+    return wide.vector.template get<Wide>(element * sizeof(T) / sizeof(Wide));
+}
+
 // Calls f(element, active) for each element of type T in ascending order. The predicate is read a word at
 // a time: every predicated function of the library runs this loop.
 template <class T, class F>
@@ -62,6 +73,19 @@ VecT merge(const CpuContext *context, const VecT &old, const PredV &pg, Op op,
     VecT result;
     for_each_element<T>(context, pg, [&](unsigned e, bool active) {
         result.set<T>(e, active ? static_cast<T>(op(element_of<T>(operand, e)...)) : old.get<T>(e));
+    });
+    return result;
+}
+
+// The predicate that is true, in the first bit of element e, where `pg` is and relation(operand
+// elements e…) holds; all its other bits are 0.
+template <class T, class Relation, class... Operand>
+PredV compare(const CpuContext *context, const PredV &pg, Relation relation,
+              const Operand &...operand) {
+    PredV result = {};
+    for_each_element<T>(context, pg, [&](unsigned e, bool active) {
+        if (active && relation(element_of<T>(operand, e)...))
+            result.set(e * sizeof(T), true);
     });
     return result;
 }

@@ -26,7 +26,8 @@ inline PredV pack_predicate(const uint8_t *row) {
         chunk<uint64_t> word[4] = {};
         ((word[i / 4] |= pack_chunk(i)), ...);
         ((packed.word[i / 4] = word[i / 4][0] | word[i / 4][1] << 8), ...);
-    }(std::make_integer_sequence<unsigned, sve_chunks>{});
+    }
+    (std::make_integer_sequence<unsigned, sve_chunks>{});
     return packed;
 }
 
@@ -45,7 +46,8 @@ inline void unpack_predicate(uint8_t *row, const PredV &packed) {
         (store_chunk<uint8_t>(
              row, i, unpack_16_bits(static_cast<uint16_t>(packed.word[i / 4] >> i % 4 * 16))),
          ...);
-    }(std::make_integer_sequence<unsigned, sve_chunks>{});
+    }
+    (std::make_integer_sequence<unsigned, sve_chunks>{});
 }
 
 } // namespace sve

@@ -9,10 +9,12 @@
 #include "sve/permute/broadcast.h"
 #include "sve/permute/extraction.h"
 #include "sve/permute/reorder.h"
+#include "sve/predicate/breaks.h"
 #include "sve/predicate/compares.h"
 #include "sve/predicate/counts.h"
 #include "sve/predicate/generation.h"
 #include "sve/predicate/logic.h"
+#include "sve/predicate/permutes.h"
 
 #include <array>
 #include <cstdio>
@@ -33,10 +35,20 @@ int page_size = static_cast<int>(sysconf(_SC_PAGESIZE));
 
 // The instruction families. Nothing else in the core knows that they exist.
 static constexpr const handler_rows *families[] = {
-    &integer_arithmetic_rows, &integer_logic_rows, &integer_reduction_rows,
-    &integer_saturating_rows, &integer_shift_rows, &predicate_logic_rows,
-    &integer_compare_rows,    &element_count_rows, &predicate_generation_rows,
-    &broadcast_rows,          &reorder_rows,       &extraction_rows,
+    &integer_arithmetic_rows,
+    &integer_logic_rows,
+    &integer_reduction_rows,
+    &integer_saturating_rows,
+    &integer_shift_rows,
+    &predicate_logic_rows,
+    &integer_compare_rows,
+    &element_count_rows,
+    &predicate_generation_rows,
+    &predicate_break_rows,
+    &predicate_permute_rows,
+    &broadcast_rows,
+    &reorder_rows,
+    &extraction_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {

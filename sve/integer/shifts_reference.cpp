@@ -60,22 +60,12 @@ static constexpr auto shift_right_rounding = [](auto a, auto count) {
 SVE_UNSIGNED_TYPES(UNSIGNED)
 SVE_SIGNED_TYPES(SIGNED)
 
-// The doubleword of Zm that each element of type T lies in, as an operand.
-template <class T>
-struct wide_counts {
-    const VecT &m;
-};
-template <class T>
-static uint64_t element_of(const wide_counts<T> &counts, unsigned element) {
-    return counts.m.template get<uint64_t>(element * sizeof(T) / sizeof(uint64_t));
-}
-
 #define WIDE(type, T, op, f)                                                                       \
     VecT Vec##type##op##VWM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
-        return merge<T>(context, dn, pg, f, dn, wide_counts<T>{m});                                \
+        return merge<T>(context, dn, pg, f, dn, wide_elements<T>{m});                              \
     }                                                                                              \
     VecT Vec##type##op##VWX(VecT n, VecT m, CpuContext *context) {                                 \
-        return unpredicated<T>(context, f, n, wide_counts<T>{m});                                  \
+        return unpredicated<T>(context, f, n, wide_elements<T>{m});                                \
     }
 WIDE(U8, uint8_t, Shl, shift_left)
 WIDE(U16, uint16_t, Shl, shift_left)

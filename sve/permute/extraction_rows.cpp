@@ -3,4 +3,91 @@
 
 using namespace sve;
 
-constinit const handler_rows sve::extraction_rows = {};
+// A row of each shape: element type and operation of the handler, its key, the size code, and its
+// direct routine or reference_route. All are in one map.
+
+// Xd or Vd = an element of Zn
+#define LAST_R(type, op, key, size, routine)                                                       \
+    row_to<routine, Vec##type##op##V, to_x, Rd<size>, Pg<plain>, Zn<size>>(                        \
+        "Vec" #type #op "V", &decode_map__31_13, key)
+#define LAST_V(type, op, key, size, routine)                                                       \
+    row_to<routine, Vec##type##op##V, to_v<size>, Vd, Pg<plain>, Zn<size>>(                        \
+        "Vec" #type #op "V", &decode_map__31_13, key)
+// Xdn, Vdn or all of Zdn = an element of Zm, if one is active
+#define CONDITIONAL_R(type, op, key, size, routine)                                                \
+    conditional<routine, Vec##type##op##SV, size>("Vec" #type #op "SV", key)
+#define CONDITIONAL_V(type, op, key, size, routine)                                                \
+    row<routine, Vec##type##op##SV, to_v<size>, Pg<plain>, ScalarDn<size>, Zm_9_5<size>>(          \
+        "Vec" #type #op "SV", &decode_map__31_13, key)
+#define CONDITIONAL_Z(type, op, key, size, routine)                                                \
+    row<routine, Vec##type##op##VV, to_z, Pg<plain>, Zdn<size>, Zm_9_5<size>>(                     \
+        "Vec" #type #op "VV", &decode_map__31_13, key)
+
+// A direct routine takes Rdn first, a reference function behind Pg.
+template <auto routine, auto function, unsigned size>
+static consteval handler_row conditional(const char *name, unsigned key) {
+    handler_row row = {name, &decode_map__31_13, key,
+                       reference<function, to_x, Pg<plain>, Rdn<size>, Zm_9_5<size>>};
+    if constexpr (!std::is_null_pointer_v<decltype(routine)>) {
+        row.reference = row.handler;
+        row.handler = direct<routine, Rdn<size>, Pg<plain>, Zm_9_5<size>>;
+    }
+    return row;
+}
+
+// clang-format off
+static constexpr handler_row rows[] = {
+    // LASTA (scalar)
+    LAST_R(U8, LastA, 0x2905, B, reference_route),
+    LAST_R(U16, LastA, 0x2b05, H, reference_route),
+    LAST_R(U32, LastA, 0x2d05, S, reference_route),
+    LAST_R(U64, LastA, 0x2f05, D, reference_route),
+    // LASTA (SIMD&FP scalar)
+    LAST_V(B8, LastA, 0x2914, B, reference_route),
+    LAST_V(H16, LastA, 0x2b14, H, reference_route),
+    LAST_V(F32, LastA, 0x2d14, S, reference_route),
+    LAST_V(D64, LastA, 0x2f14, D, reference_route),
+    // LASTB (scalar)
+    LAST_R(U8, LastB, 0x290d, B, sve_lastb_rpz),
+    LAST_R(U16, LastB, 0x2b0d, H, sve_lastb_rpz),
+    LAST_R(U32, LastB, 0x2d0d, S, sve_lastb_rpz),
+    LAST_R(U64, LastB, 0x2f0d, D, sve_lastb_rpz),
+    // LASTB (SIMD&FP scalar)
+    LAST_V(B8, LastB, 0x291c, B, sve_lastb_vpz),
+    LAST_V(H16, LastB, 0x2b1c, H, sve_lastb_vpz),
+    LAST_V(F32, LastB, 0x2d1c, S, sve_lastb_vpz),
+    LAST_V(D64, LastB, 0x2f1c, D, sve_lastb_vpz),
+    // CLASTA (scalar)
+    CONDITIONAL_R(U8, CondXA, 0x2985, B, reference_route),
+    CONDITIONAL_R(U16, CondXA, 0x2b85, H, reference_route),
+    CONDITIONAL_R(U32, CondXA, 0x2d85, S, reference_route),
+    CONDITIONAL_R(U64, CondXA, 0x2f85, D, reference_route),
+    // CLASTA (SIMD&FP scalar)
+    CONDITIONAL_V(B8, CondXA, 0x2954, B, reference_route),
+    CONDITIONAL_V(H16, CondXA, 0x2b54, H, reference_route),
+    CONDITIONAL_V(F32, CondXA, 0x2d54, S, reference_route),
+    CONDITIONAL_V(D64, CondXA, 0x2f54, D, reference_route),
+    // CLASTA (vectors)
+    CONDITIONAL_Z(U8, VCondXA, 0x2944, B, reference_route),
+    CONDITIONAL_Z(U16, VCondXA, 0x2b44, H, reference_route),
+    CONDITIONAL_Z(U32, VCondXA, 0x2d44, S, reference_route),
+    CONDITIONAL_Z(U64, VCondXA, 0x2f44, D, reference_route),
+    // CLASTB (scalar)
+    CONDITIONAL_R(U8, CondXB, 0x298d, B, sve_clastb_rpz),
+    CONDITIONAL_R(U16, CondXB, 0x2b8d, H, sve_clastb_rpz),
+    CONDITIONAL_R(U32, CondXB, 0x2d8d, S, sve_clastb_rpz),
+    CONDITIONAL_R(U64, CondXB, 0x2f8d, D, sve_clastb_rpz),
+    // CLASTB (SIMD&FP scalar)
+    CONDITIONAL_V(B8, CondXB, 0x295c, B, reference_route),
+    CONDITIONAL_V(H16, CondXB, 0x2b5c, H, reference_route),
+    CONDITIONAL_V(F32, CondXB, 0x2d5c, S, reference_route),
+    CONDITIONAL_V(D64, CondXB, 0x2f5c, D, reference_route),
+    // CLASTB (vectors)
+    CONDITIONAL_Z(U8, VCondXB, 0x294c, B, reference_route),
+    CONDITIONAL_Z(U16, VCondXB, 0x2b4c, H, reference_route),
+    CONDITIONAL_Z(U32, VCondXB, 0x2d4c, S, reference_route),
+    CONDITIONAL_Z(U64, VCondXB, 0x2f4c, D, reference_route),
+};
+// clang-format on
+
+constinit const handler_rows sve::extraction_rows = rows;

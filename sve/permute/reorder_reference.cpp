@@ -1,1 +1,148 @@
 #include "sve/permute/reorder.h"
+#include "sve/predicate/flags.h"
+
+using namespace sve;
+
+// Element e of the result is the element source(e, count), counted in the concatenation of n and m.
+template <class T, class F>
+static VecT permute(const CpuContext *context, const VecT &n, const VecT &m, F source) {
+    const unsigned count = element_count<T>(context);
+    VecT result;
+    for (unsigned e = 0; e < count; e++) {
+        const unsigned from = source(e, count);
+        result.set<T>(e, from < count ? n.get<T>(from) : m.get<T>(from - count));
+    }
+    return result;
+}
+
+// The even elements of the result come from n, the odd ones from m.
+static unsigned of_m_if_odd(unsigned e, unsigned element, unsigned count) {
+    return e % 2 == 0 ? element : count + element;
+}
+
+static constexpr auto zip1 = [](unsigned e, unsigned count) {
+    return of_m_if_odd(e, e / 2, count);
+};
+static constexpr auto zip2 = [](unsigned e, unsigned count) {
+    return of_m_if_odd(e, count / 2 + e / 2, count);
+};
+static constexpr auto uzp1 = [](unsigned e, unsigned) { return 2 * e; };
+static constexpr auto uzp2 = [](unsigned e, unsigned) { return 2 * e + 1; };
+static constexpr auto trn1 = [](unsigned e, unsigned count) {
+    return of_m_if_odd(e, e / 2 * 2, count);
+};
+static constexpr auto trn2 = [](unsigned e, unsigned count) {
+    return of_m_if_odd(e, e / 2 * 2 + 1, count);
+};
+static constexpr auto reverse = [](unsigned e, unsigned count) { return count - 1 - e; };
+
+template <class T>
+static VecT splice(PredV pg, const VecT &dn, const VecT &m, CpuContext *context) {
+    const int last = FindLastActive(pg, 8 * sizeof(T), context);
+    const unsigned count = element_count<T>(context);
+    VecT result;
+    unsigned filled = 0;
+    bool started = false;
+    for (int x = 0; x <= last; x++) {
+        const unsigned e = static_cast<unsigned>(x);
+        started |= pg.test(e * sizeof(T));
+        if (started)
+            result.set<T>(filled++, dn.get<T>(e));
+    }
+    for (unsigned e = 0; filled < count; e++)
+        result.set<T>(filled++, m.get<T>(e));
+    return result;
+}
+
+template <class T>
+static VecT compact(const PredV &pg, const VecT &n, const CpuContext *context) {
+    VecT result = {};
+    unsigned filled = 0;
+    for_each_element<T>(context, pg, [&](unsigned e, bool active) {
+        if (active)
+            result.set<T>(filled++, n.get<T>(e));
+    });
+    return result;
+}
+
+template <class T>
+static VecT insert(const VecT &dn, T value, const CpuContext *context) {
+    VecT result;
+    result.set<T>(0, value);
+    for (unsigned e = 1; e < element_count<T>(context); e++)
+        result.set<T>(e, dn.get<T>(e - 1));
+    return result;
+}
+
+// Elements of type Narrow, from element `from` on, widened.
+template <class Wide, class Narrow>
+static VecT unpack(const VecT &n, unsigned from, const CpuContext *context) {
+    VecT result;
+    for (unsigned e = 0; e < element_count<Wide>(context); e++)
+        result.set<Wide>(e, n.get<Narrow>(from + e));
+    return result;
+}
+
+#define VV(type, T, op, source)                                                                    \
+    VecT Vec##type##op##VV(VecT n, VecT m, CpuContext *context) {                                  \
+        return permute<T>(context, n, m, source);                                                  \
+    }
+#define TABLE(type, T)                                                                             \
+    VecT Vec##type##TblVV(VecT n, VecT m, CpuContext *context) {                                   \
+        const auto look_up = [&](T index) {                                                        \
+            return index < element_count<T>(context) ? n.get<T>(static_cast<unsigned>(index))      \
+                                                     : T{0};                                       \
+        };                                                                                         \
+        return unpredicated<T>(context, look_up, m);                                               \
+    }
+#define REVERSE(type, T)                                                                           \
+    VecT Vec##type##ReverseV(VecT n, CpuContext *context) {                                        \
+        return permute<T>(context, n, n, reverse);                                                 \
+    }
+#define SPLICE(type, T)                                                                            \
+    VecT Vec##type##SpliceVV(PredV pg, VecT dn, VecT m, CpuContext *context) {                     \
+        return splice<T>(pg, dn, m, context);                                                      \
+    }
+#define COMPACT(type, T)                                                                           \
+    VecT Vec##type##CompressVV(PredV pg, VecT n, CpuContext *context) {                            \
+        return compact<T>(pg, n, context);                                                         \
+    }
+#define INSERT(type, T)                                                                            \
+    VecT Vec##type##InsertS(VecT dn, T value, CpuContext *context) {                               \
+        return insert<T>(dn, value, context);                                                      \
+    }
+#define UNPACK(type, Wide, Narrow)                                                                 \
+    VecT Vec##type##UnpackLoV(VecT n, CpuContext *context) {                                       \
+        return unpack<Wide, Narrow>(n, 0, context);                                                \
+    }                                                                                              \
+    VecT Vec##type##UnpackHiV(VecT n, CpuContext *context) {                                       \
+        return unpack<Wide, Narrow>(n, element_count<Wide>(context), context);                     \
+    }
+
+#define UNSIGNED(U, T)                                                                             \
+    VV(U, T, Zip1, zip1)                                                                           \
+    VV(U, T, Zip2, zip2)                                                                           \
+    VV(U, T, Uzp1, uzp1)                                                                           \
+    VV(U, T, Uzp2, uzp2)                                                                           \
+    VV(U, T, Trn1, trn1)                                                                           \
+    VV(U, T, Trn2, trn2)                                                                           \
+    TABLE(U, T)                                                                                    \
+    REVERSE(U, T)                                                                                  \
+    SPLICE(U, T)                                                                                   \
+    INSERT(U, T)
+SVE_UNSIGNED_TYPES(UNSIGNED)
+SVE_V_SCALAR_TYPES(INSERT)
+COMPACT(U32, uint32_t)
+COMPACT(U64, uint64_t)
+UNPACK(S16, int16_t, int8_t)
+UNPACK(S32, int32_t, int16_t)
+UNPACK(S64, int64_t, int32_t)
+UNPACK(U16, uint16_t, uint8_t)
+UNPACK(U32, uint32_t, uint16_t)
+UNPACK(U64, uint64_t, uint32_t)
+
+VecT VecU8SlideVI(VecT dn, VecT m, unsigned offset, CpuContext *context) {
+    return permute<uint8_t>(context, dn, m, [offset](unsigned e, unsigned count) {
+        return e + (offset < count ? offset : 0);
+    });
+}

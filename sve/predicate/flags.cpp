@@ -1,24 +1,54 @@
 #include "sve/predicate/flags.h"
 
+#include <bit>
+#include <cstring>
+#include <iterator>
+#include <limits>
+#include <type_traits>
+
 using namespace sve;
+
+// Both forms take 64 bits of the predicates at a time: 8 bytes of a row, or 64 bits of a PredV.
+// Neither has elements that reach from one into the next.
+
+// The lowest and the highest set bit alone.
+static uint64_t lowest(uint64_t bits) {
+    return bits & -bits;
+}
+static uint64_t highest(uint64_t bits) {
+    return std::bit_floor(bits);
+}
+
+// ---- Rows ---------------------------------------------------------------------------------------
 
 template <class T>
 void sve_ptest(cpu_state *state, const char *mask, const char *result) {
-    constexpr unsigned end = sve_vector_bytes;
+    // Bit 0 of the first byte of each element.
+    constexpr uint64_t first_bytes =
+        ~uint64_t{0} / std::numeric_limits<std::make_unsigned_t<T>>::max();
+    constexpr unsigned words = sve_vector_bytes / sizeof(uint64_t);
+    const auto word = [](const char *row, unsigned i) {
+        uint64_t bytes;
+        std::memcpy(&bytes, row + i * sizeof bytes, sizeof bytes);
+        return bytes;
+    };
+    const auto active = [&](unsigned i) { return word(mask, i) & first_bytes; };
+
     unsigned first = 0;
-    while (first < end && !(mask[first] & 1))
-        first += sizeof(T);
+    while (first < words && !active(first))
+        first++;
 
     uint64_t flags = flag_z | flag_c;
-    if (first < end) {
-        unsigned last = end - sizeof(T);
-        while (!(mask[last] & 1))
-            last -= sizeof(T);
-        bool any = false;
-        for (unsigned i = first; i <= last; i += sizeof(T))
-            any |= mask[i] & result[i] & 1;
-        flags =
-            (result[first] & 1 ? flag_n : 0) | (any ? 0 : flag_z) | (result[last] & 1 ? 0 : flag_c);
+    if (first < words) {
+        unsigned last = words - 1;
+        while (!active(last))
+            last--;
+        const bool first_is_true = word(result, first) & lowest(active(first));
+        const bool last_is_true = word(result, last) & highest(active(last));
+        bool any = first_is_true || last_is_true;
+        for (unsigned i = first; !any && i <= last; i++)
+            any = word(result, i) & active(i);
+        flags = (first_is_true ? flag_n : 0) | (any ? 0 : flag_z) | (last_is_true ? 0 : flag_c);
     }
     state->nzcv = (state->nzcv & ~uint64_t{all_flags}) | flags;
 }
@@ -32,46 +62,83 @@ template void sve_ptest<unsigned short>(cpu_state *, const char *, const char *)
 template void sve_ptest<unsigned int>(cpu_state *, const char *, const char *);
 template void sve_ptest<unsigned long>(cpu_state *, const char *, const char *);
 
-static int element_count(int esize, const CpuContext *context) {
-    return static_cast<int>(context->VL * 64) / esize;
+// ---- Packed bits --------------------------------------------------------------------------------
+
+static constexpr int all_words = std::size(PredV{}.word);
+
+// All predicate bits of the lowest element, and the lowest predicate bit of all elements.
+static uint64_t element_group(int esize) {
+    return (uint64_t{1} << (esize / 8)) - 1;
+}
+static uint64_t lowest_bits(int esize) {
+    switch (esize) {
+    case 8:
+        return 0xffffffffffffffff;
+    case 16:
+        return 0x5555555555555555;
+    case 32:
+        return 0x1111111111111111;
+    default:
+        return 0x0101010101010101;
+    }
+}
+
+// The lowest bit of each element that the predicate makes active.
+static PredV active_elements(const PredV &predicate, int esize, const CpuContext *context) {
+    PredV active = all_true(context);
+    for (int i = 0; i < all_words; i++)
+        active.word[i] &= predicate.word[i] & lowest_bits(esize);
+    return active;
+}
+
+// The first and the last word with an active element; all_words and -1 if there is none.
+static int first_word(const PredV &active) {
+    int i = 0;
+    while (i < all_words && !active.word[i])
+        i++;
+    return i;
+}
+static int last_word(const PredV &active) {
+    int i = all_words - 1;
+    while (i >= 0 && !active.word[i])
+        i--;
+    return i;
 }
 
 int FindFirstActive(PredV predicate, int esize, CpuContext *context) {
-    for (int e = 0; e < element_count(esize, context); e++)
-        if (predicate.test(static_cast<unsigned>(e * esize / 8)))
-            return e;
-    return -1;
+    const PredV active = active_elements(predicate, esize, context);
+    const int i = first_word(active);
+    return i == all_words ? -1 : (i * 64 + std::countr_zero(active.word[i])) * 8 / esize;
 }
 
 int FindLastActive(PredV predicate, int esize, CpuContext *context) {
-    for (int e = element_count(esize, context) - 1; e >= 0; e--)
-        if (predicate.test(static_cast<unsigned>(e * esize / 8)))
-            return e;
-    return -1;
+    const PredV active = active_elements(predicate, esize, context);
+    const int i = last_word(active);
+    return i < 0 ? -1 : (i * 64 + 63 - std::countl_zero(active.word[i])) * 8 / esize;
 }
 
-// Whether any bit of element e is set. An element's bits lie within one word.
-static bool element_is_set(const PredV &predicate, int e, int esize) {
-    const unsigned bit = static_cast<unsigned>(e * esize / 8);
-    const uint64_t group = (uint64_t{1} << (esize / 8)) - 1;
-    return (predicate.word[bit / 64] >> bit % 64 & group) != 0;
-}
+// N, Z and C; V is 0.
+static uint32_t flags_of(const PredV &mask, const PredV &result, int esize,
+                         const CpuContext *context) {
+    const PredV active = active_elements(mask, esize, context);
+    // A product with the group sets all bits of the elements: they don't overlap.
+    const uint64_t group = element_group(esize);
+    uint64_t any = 0;
+    for (int i = 0; i < all_words; i++)
+        any |= active.word[i] * group & result.word[i];
+    if (!any)
+        return flag_z | flag_c;
 
-void PredSetNZC(PredV mask, PredV result, int esize, CpuContext *context) {
-    const int first = FindFirstActive(mask, esize, context);
-    const int last = FindLastActive(mask, esize, context);
-    bool any = false;
-    for (int e = first; e >= 0 && e <= last; e++)
-        any |= mask.test(static_cast<unsigned>(e * esize / 8)) && element_is_set(result, e, esize);
-
-    uint32_t flags = flag_z | flag_c;
-    if (any)
-        flags = (result.test(static_cast<unsigned>(first * esize / 8)) ? flag_n : 0) |
-                (element_is_set(result, last, esize) ? 0 : flag_c);
-    context->NZCV = (context->NZCV & ~(flag_n | flag_z | flag_c)) | flags;
+    const int first = first_word(active), last = last_word(active);
+    return (lowest(active.word[first]) & result.word[first] ? flag_n : 0) |
+           (highest(active.word[last]) * group & result.word[last] ? 0 : flag_c);
 }
 
 void PredSetNZCV(PredV mask, PredV result, int esize, CpuContext *context) {
-    PredSetNZC(mask, result, esize, context);
-    context->NZCV &= ~flag_v;
+    context->NZCV = (context->NZCV & ~all_flags) | flags_of(mask, result, esize, context);
+}
+
+void PredSetNZC(PredV mask, PredV result, int esize, CpuContext *context) {
+    context->NZCV =
+        (context->NZCV & (~all_flags | flag_v)) | flags_of(mask, result, esize, context);
 }

@@ -39,9 +39,12 @@ inline constexpr uint32_t all_flags = flag_n | flag_z | flag_c | flag_v;
 
 // The predicate with all bits of the vector length set.
 inline PredV all_true(const CpuContext *context) {
-    PredV predicate = {};
-    for (unsigned i = 0; i < context->VL * 8; i++)
-        predicate.set(i, true);
+    PredV predicate;
+    int bits_left = static_cast<int>(context->VL * 8);
+    for (uint64_t &word : predicate.word) {
+        word = bits_left >= 64 ? ~uint64_t{0} : bits_left > 0 ? (uint64_t{1} << bits_left) - 1 : 0;
+        bits_left -= 64;
+    }
     return predicate;
 }
 
