@@ -1,0 +1,62 @@
+// What the tests of the launcher run. The first argument says what it does.
+#define _GNU_SOURCE
+#include <arm_neon.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+uint32x4_t library_add(uint32x4_t a, uint32x4_t b); // of the shared library
+
+// One block of two sites and two other instructions, run `count` times.
+static uint32_t add_pairs(uint64_t count) {
+    register uint32x4_t z0 __asm__("v0") = vdupq_n_u32(0);
+    __asm__ volatile(".arch_extension sve\n"
+                     "1:\tadd z0.s, z0.s, #1\n\t"
+                     "subs %0, %0, #1\n\t"
+                     "add z0.s, z0.s, #2\n\t"
+                     "b.ne 1b"
+                     : "+r"(count), "+w"(z0)
+                     :
+                     : "cc");
+    return vgetq_lane_u32(z0, 3);
+}
+
+static void skip(int number, siginfo_t *info, void *context) {
+    ucontext_t *machine = context;
+    printf("signal %d %d\n", number, info->si_addr == (void *)machine->uc_mcontext.pc);
+    machine->uc_mcontext.pc += 4;
+}
+
+int main(int argc, char **argv) {
+    const char *what = argc > 1 ? argv[1] : "";
+    const int number = argc > 2 ? atoi(argv[2]) : 0;
+    if (strcmp(what, "pairs") == 0) {
+        printf("%u\n", add_pairs((uint64_t)number));
+    } else if (strcmp(what, "status") == 0) {
+        add_pairs(1);
+        return number;
+    } else if (strcmp(what, "signal") == 0) {
+        add_pairs(1);
+        raise(number);
+    } else if (strcmp(what, "copy") == 0) {
+        char buffer[1000];
+        for (size_t got; (got = fread(buffer, 1, sizeof buffer, stdin)) > 0;)
+            fwrite(buffer, 1, got, stdout);
+    } else if (strcmp(what, "words") == 0) {
+        for (int i = 0; i < argc; i++)
+            printf("<%s>", argv[i]);
+    } else if (strcmp(what, "environment") == 0) {
+        for (char **variable = environ; *variable; variable++)
+            puts(*variable);
+    } else if (strcmp(what, "library") == 0) {
+        const struct sigaction action = {.sa_sigaction = skip, .sa_flags = SA_SIGINFO};
+        if (number == 1)
+            sigaction(SIGILL, &action, NULL);
+        const uint32_t sum = vgetq_lane_u32(library_add(vdupq_n_u32(3), vdupq_n_u32(4)), 0);
+        printf("%u %u\n", sum, add_pairs(1));
+    }
+    return 0;
+}

@@ -1,0 +1,195 @@
+#!/usr/bin/env bash
+# The launcher from outside: what it starts, what it refuses, and what a program under it sees.
+#
+#     sverun_test.sh SVERUN PROGRAM STATIC_PROGRAM CLIENT
+#
+# PROGRAM is launched_program.c, in its build directory with its library.
+set -u
+ulimit -c 0
+sverun=$1 program=$2 static_program=$3 client=$4
+for file in "$@"; do
+    [[ -e $file ]] || { echo "$file is missing" && exit 1; }
+done
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+cd "$directory" || exit 1
+failures=0 checks=0 skips=0
+
+fail() {
+    echo "FAILED: $what: $1"
+    sed 's/^/    stdout: /' out | head -n 5
+    sed 's/^/    stderr: /' err | head -n 5
+    failures=$((failures + 1))
+}
+skip() {
+    echo "SKIPPED: $1"
+    skips=$((skips + 1))
+}
+# run COMMAND...: keeps its status, and its streams in the files out and err.
+run() {
+    what=$*
+    "$@" >out 2>err
+    status=$?
+}
+expect_status() {
+    checks=$((checks + 1))
+    [[ $status == "$1" ]] || fail "status $status, not $1"
+}
+expect_out() {
+    checks=$((checks + 1))
+    [[ $(cat out) == "$1" ]] || fail "standard output is not '$1'"
+}
+# expect_err PATTERN: one line of standard error matches the extended regular expression, whole.
+expect_err() {
+    checks=$((checks + 1))
+    [[ $(grep -cxE -e "$1" err) == 1 ]] || fail "not one line of standard error is '$1'"
+}
+expect_totals() {
+    expect_err "$1: $2 SVE instructions executed"
+    expect_err "$1: $3 Non-SVE AArch64 instructions executed"
+}
+# refuses STATUS PATTERN COMMAND...: one line says why, and nothing is started.
+refuses() {
+    run "${@:3}"
+    expect_status "$1"
+    expect_out ""
+    expect_err "sverun: $2"
+    [[ $(wc -l <err) == 1 ]] || fail "more than one line of standard error"
+}
+
+# ---- What the program has for its own
+
+run "$sverun" "$program" pairs 1000
+expect_status 0
+expect_out 3000
+expect_totals launched_program 2000 2
+run "$sverun" --trap-every-time "$program" pairs 1000
+expect_status 0
+expect_out 3000
+expect_totals launched_program 2000 2
+run "$sverun" -- "$program"
+expect_status 0
+expect_totals launched_program 0 0
+for number in 1 77 255; do
+    run "$sverun" "$program" status $number
+    expect_status $number
+    expect_totals launched_program 2 2
+done
+for number in 9 15; do
+    run "$sverun" "$program" signal $number
+    expect_status $((128 + number))
+done
+
+head -c 200000 "$program" >binary
+run "$sverun" "$program" copy <binary
+cmp -s binary out || fail "the copy of standard input differs"
+run "$sverun" "$program" words '' ' a  b ' '*' '$HOME' "q'\"" -- --help $'\n\t' 'a,b=c' '\'
+expect_out "<$program><words><>< a  b ><*><\$HOME><q'\"><--><--help><"$'\n\t'"><a,b=c><\\>"
+ln -s "$program" linked
+PATH=$PWD:$PATH run "$sverun" linked words
+expect_out "<linked><words>"
+expect_status 0
+
+SVERUN_CLIENT=x SVERUN_CLIENT_ARGS=y SVERUN_OTHER=z KEPT='a,b c' run "$sverun" "$program" environment
+grep -qE '^(LD_PRELOAD|SVERUN_[A-Z_]*)=' out && fail "the launcher's variables are left"
+grep -qx 'KEPT=a,b c' out || fail "a variable is lost"
+
+# ---- SVE in a shared library
+
+run "$sverun" "$program" library
+expect_status 132
+expect_out ""
+expect_err 'sverun: illegal instruction 0x04a10000 at 0x[0-9a-f]+, .* in .*/libsve_library\.so'
+run "$sverun" "$program" library 1
+expect_status 0
+expect_out $'signal 4 1\n3 3'
+expect_totals launched_program 2 2
+
+# ---- Clients
+
+run "$sverun" --client "$client" "$program" pairs 3
+expect_out 9
+expect_totals launched_program 6 2
+for words in 'foo' 'foo --' '--foo'; do
+    # shellcheck disable=SC2086 # two words
+    run "$sverun" $(printf -- '--client-arg %s ' $words) "$program" pairs 1
+    [[ $status != 0 ]] || fail "status 0"
+    expect_out ""
+    expect_err "Usage error: Unknown option: ${words%% *}"
+done
+run "$sverun" --client-arg -- --client-arg foo "$program" pairs 1
+expect_status 0
+expect_out 3
+
+# ---- How often it traps
+
+# expect_traps COUNT WORD...: the program that sverun starts with these words gets so many SIGILLs.
+expect_traps() {
+    if [[ $(uname -m) != aarch64 ]]; then
+        QEMU_STRACE=1 run "$sverun" "${@:2}"
+    elif command -v strace >/dev/null; then
+        run strace -f -e trace=none "$sverun" "${@:2}"
+    else
+        skip "no strace to count the traps with: ${*:2}"
+        return
+    fi
+    checks=$((checks + 1))
+    local traps
+    traps=$(grep -c -- '--- SIGILL' err)
+    [[ $traps == "$1" ]] || fail "$traps traps, not $1"
+}
+expect_traps 1 "$program" pairs 1000000
+expect_out 3000000
+expect_traps 100 --trap-every-time "$program" pairs 50
+expect_traps 0 "$program"
+
+# ---- Refusals
+
+copy_program() { cp "$program" "$1" && chmod "$2" "$1"; }
+printf '#!/bin/sh\necho started\n' >script
+chmod 755 script
+: >empty
+chmod 755 empty
+for size in 3 30 60 100; do
+    head -c $size "$program" >truncated$size
+    chmod 755 truncated$size
+done
+copy_program set-uid 4755
+copy_program not-executable 644
+mkdir -p bin directory
+cp "$sverun" bin/
+
+refuses 127 './missing: No such file or directory' "$sverun" ./missing pairs 1
+refuses 127 'missing-word: not found' "$sverun" missing-word
+refuses 126 './directory: Is a directory' "$sverun" ./directory
+refuses 126 './script: a script: .*' "$sverun" ./script
+refuses 126 './empty: not an ELF file.*' "$sverun" ./empty
+refuses 126 './truncated3: not an ELF file.*' "$sverun" ./truncated3
+for size in 30 60 100; do
+    refuses 126 "./truncated$size: (the file is truncated|.*malformed)" "$sverun" ./truncated$size
+done
+refuses 126 '.*: statically linked.*' "$sverun" "$static_program"
+refuses 126 './set-uid: a set-uid .*' "$sverun" ./set-uid
+refuses 126 './not-executable: Permission denied' "$sverun" ./not-executable
+refuses 127 'library .*/lib/libsve_platform.so is missing or unreadable' bin/sverun "$program"
+refuses 127 'library /missing.so is missing or unreadable' "$sverun" --client /missing.so "$program"
+refuses 2 "no program given; try 'sverun --help'" "$sverun"
+refuses 2 "unknown option --wrong; .*" "$sverun" --wrong "$program"
+refuses 2 "--client needs a value; .*" "$sverun" --client
+run "$sverun" --client "$(dirname "$program")/libsve_library.so" "$program" pairs 1
+expect_status 127
+expect_out ""
+expect_err 'sverun: .*/libsve_library.so is no client library: .*'
+
+if [[ $(uname -m) == aarch64 ]]; then
+    skip "no foreign program, processor emulator or other processor here"
+else
+    refuses 126 '/bin/true: built for .*, not for AArch64' "$sverun" /bin/true
+    refuses 127 ".*: its loader /missing/lib/.* is not found.*" "$sverun" --sysroot /missing "$program"
+    refuses 127 '/missing: No such file or directory.*' "$sverun" --emulator /missing "$program"
+    refuses 126 'this processor has SVE: run the program directly' \
+        "$sverun" --cpu max "$program" pairs 1
+fi
+
+echo "$checks checks, $failures failed, $skips skipped"
+[[ $failures == 0 ]]
