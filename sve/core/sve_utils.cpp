@@ -13,6 +13,7 @@
 #include "sve/predicate/compares.h"
 #include "sve/predicate/counts.h"
 #include "sve/predicate/generation.h"
+#include "sve/predicate/index.h"
 #include "sve/predicate/logic.h"
 #include "sve/predicate/permutes.h"
 
@@ -43,6 +44,7 @@ static constexpr const handler_rows *families[] = {
     &predicate_logic_rows,
     &integer_compare_rows,
     &element_count_rows,
+    &index_rows,
     &predicate_generation_rows,
     &predicate_break_rows,
     &predicate_permute_rows,

@@ -17,7 +17,8 @@ extern const handler_rows element_count_rows;
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //
-// All return AARCH64_DECODE_OK. `pattern` is 0 to 31, `multiplier` 1 to 16.
+// All return AARCH64_DECODE_OK. `pattern` is the code, 0 to 31; codes above count nothing. `multiplier` is 1
+// to 16.
 
 // Xdn ± count · multiplier, in 64 bits
 #define INCREMENT(name)                                                                            \

@@ -35,7 +35,8 @@ static unsigned long active_count(const CpuContext *context, const PredV &pn) {
 
 // ---- What is done with them --------------------------------------------------------------------
 
-// No count is too great for the type of `a`: there are no saturating forms on bytes.
+// The saturating helpers take the low bits of both operands. A count fits in those of every type here:
+// there are no saturating forms on bytes.
 static constexpr auto add = []<class T>(T a, unsigned long count) {
     return static_cast<unsigned long>(a) + count;
 };

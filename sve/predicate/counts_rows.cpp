@@ -3,8 +3,8 @@
 
 using namespace sve;
 
-// The operands of a direct routine; none for reference_route. For the rows whose tiers take their operands
-// in different forms.
+// For the rows whose tiers take their operands in different forms: the stub of a direct routine, or null for
+// reference_route, and the row of both tiers' stubs.
 template <auto routine, class... Operand>
 static consteval aarch64_handler direct_tier() {
     if constexpr (std::is_null_pointer_v<decltype(routine)>)

@@ -3,12 +3,20 @@
 
 using namespace sve;
 
+namespace {
+
 // A scalar of 64 bits, to Xd or SP.
 struct to_x_or_sp {
     static void write(cpu_state *state, uint32_t word, uint64_t result) {
         write_reg(state, RdSp<X>::read(word), result);
     }
 };
+
+// The view of a scalar that elements of a size are made of.
+template <unsigned size>
+constexpr unsigned view_of = size == D ? X : W;
+
+} // namespace
 
 // A row of each shape: element type and operation of the handler, its key, the size code, its direct
 // routine.
@@ -21,13 +29,11 @@ using StepImm = SImm<20, 16>;
 #define II(type, op, key, size, routine)                                                           \
     SEQUENCE(Vec##type##op##II, key, size, routine, BaseImm, StepImm)
 #define IS(type, op, key, size, routine)                                                           \
-    SEQUENCE(Vec##type##op##IS, key, size, routine, BaseImm, Rm<scalar_view<size>>)
+    SEQUENCE(Vec##type##op##IS, key, size, routine, BaseImm, Rm<view_of<size>>)
 #define SI(type, op, key, size, routine)                                                           \
-    SEQUENCE(Vec##type##op##SI, key, size, routine, Rn<scalar_view<size>>, StepImm)
+    SEQUENCE(Vec##type##op##SI, key, size, routine, Rn<view_of<size>>, StepImm)
 #define SS(type, op, key, size, routine)                                                           \
-    SEQUENCE(Vec##type##op##SS, key, size, routine, Rn<scalar_view<size>>, Rm<scalar_view<size>>)
-template <unsigned size>
-inline constexpr unsigned scalar_view = size == D ? X : W;
+    SEQUENCE(Vec##type##op##SS, key, size, routine, Rn<view_of<size>>, Rm<view_of<size>>)
 // Rd = Rn + imm vectors or predicates; Xd = imm vectors
 using Imm6 = SImm<10, 5>;
 #define ADD_LENGTH(type, op, key, size, routine)                                                   \

@@ -259,29 +259,24 @@ static const value_rule *find_rule(const char *handler) {
 }
 
 void draw_operands(const trial_input &in) {
-    static constexpr struct {
-        unsigned high, low;
-    } vectors[] = {{4, 0}, {9, 5}, {20, 16}},
-      predicates[] = {{3, 0}, {8, 5}, {12, 10}, {13, 10}, {19, 16}};
-
     const unsigned width = element_bits(in.row.row->name);
     const uint8_t *other = in.state.emulated.z[bits(in.word, 4, 0)];
-    for (const auto [high, low] : vectors)
-        if (in.row.is_free(high, low)) {
-            const unsigned number = bits(in.word, high, low);
-            if (in.random.one_in(4))
-                continue; // the last state's again, with other operands
-            draw_vector(in.state.emulated.z[number], other, width, in.random);
-            other = in.state.emulated.z[number];
-            if (number < 31)
-                in.state.emulated.x[number] = draw_general(in.random);
+    for (const register_field &field : register_fields) {
+        const unsigned number = bits(in.word, field.high, field.low);
+        if (!field.is_in(in.row) || in.random.one_in(4))
+            continue; // or the last state's again, with other operands
+        if (field.is_predicate) {
+            draw_predicate(in.state.p[number], width, in.random);
+            continue;
         }
-    for (const auto [high, low] : predicates)
-        if (in.row.is_free(high, low))
-            draw_predicate(in.state.p[bits(in.word, high, low)], width, in.random);
+        draw_vector(in.state.emulated.z[number], other, width, in.random);
+        other = in.state.emulated.z[number];
+        if (number < 31)
+            in.state.emulated.x[number] = draw_general(in.random);
+    }
     draw_status(in.state, in.random);
 
-    // Searching the table costs more than the rest for each trial.
+    // Once for a row: searching the table costs more than the rest of a trial.
     static const sve::handler_row *row;
     static const value_rule *rule;
     if (row != in.row.row)

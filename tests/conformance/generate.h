@@ -20,6 +20,20 @@ struct tested_row {
     bool is_free(unsigned high, unsigned low) const { return sve::bits(mask, high, low) == 0; }
 };
 
+// A field that may name an operand of the word: a Z or X register, or a predicate.
+struct register_field {
+    unsigned high, low;
+    bool is_predicate;
+
+    bool is_in(const tested_row &row) const {
+        return row.is_free(high, low) && !(is_predicate && row.is_free(high + 1, high + 1));
+    }
+};
+inline constexpr register_field register_fields[] = {
+    {4, 0, false}, {9, 5, false},  {20, 16, false}, {3, 0, true},
+    {8, 5, true},  {12, 10, true}, {13, 10, true},  {19, 16, true},
+};
+
 // Width of the elements, as the handler's name tells it; 0 if it does not.
 unsigned element_bits(const char *handler);
 

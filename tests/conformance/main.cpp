@@ -110,6 +110,7 @@ int main(int argc, char **argv) {
         fprintf(stderr, "conformance: %s\n", obstacle);
         return cannot_run_here;
     }
+    setvbuf(stdout, nullptr, _IOLBF, 0); // a crash loses no report
     if (options.self_check)
         return self_check();
 

@@ -2,25 +2,28 @@
 
 #include "tests/conformance/random_numbers.h"
 
-#include <array>
 #include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
 namespace conformance {
 
+static uint64_t word_at(const void *memory, size_t offset) {
+    uint64_t word;
+    memcpy(&word, static_cast<const uint8_t *>(memory) + offset, sizeof word);
+    return word;
+}
+
 // memcmp is dear on a processor emulator. `bytes` is a multiple of 8.
 static bool equal(const void *a, const void *b, size_t bytes) {
-    const auto *left = static_cast<const uint8_t *>(a), *right = static_cast<const uint8_t *>(b);
-    uint64_t difference = 0;
-#pragma GCC unroll 8
-    for (size_t i = 0; i < bytes; i += 8) {
-        uint64_t x, y;
-        memcpy(&x, left + i, 8);
-        memcpy(&y, right + i, 8);
-        difference |= x ^ y;
-    }
-    return difference == 0;
+    const auto difference = [&](size_t at) { return word_at(a, at) ^ word_at(b, at); };
+    uint64_t any = 0;
+    size_t i = 0;
+    for (; i + 32 <= bytes; i += 32)
+        any |= difference(i) | difference(i + 8) | difference(i + 16) | difference(i + 24);
+    for (; i < bytes; i += 8)
+        any |= difference(i);
+    return any == 0;
 }
 
 // ---- Memory ---------------------------------------------------------------------------------------
@@ -66,29 +69,12 @@ static void take_memory(outcome &result) {
     memcpy(arena().data(), contents.data(), arena().size());
 }
 
-// ---- Registers ------------------------------------------------------------------------------------
-
 // The fields of cpu_state that are not compared stand between three blocks.
 static constexpr size_t predicate_rows_bytes = 17 * sve_vector_bytes;
 static_assert(offsetof(cpu_state, pc) == offsetof(cpu_state, x) + 32 * 8);
 static_assert(offsetof(cpu_state, fpcr_or) == offsetof(cpu_state, nzcv) + 16);
 static_assert(offsetof(cpu_state, p) == offsetof(cpu_state, z) + 32 * sve_vector_bytes);
 static_assert(offsetof(cpu_state, insn) == offsetof(cpu_state, p) + predicate_rows_bytes);
-
-static constexpr auto unpacked = [] {
-    std::array<std::array<uint8_t, 8>, 256> table{};
-    for (unsigned bits = 0; bits < 256; bits++)
-        for (unsigned i = 0; i < 8; i++)
-            table[bits][i] = bits >> i & 1;
-    return table;
-}();
-
-void machine_state::unpack_predicates() {
-    const uint8_t *bits = reinterpret_cast<const uint8_t *>(this) + offsetof(machine_state, p);
-    uint8_t *bytes = reinterpret_cast<uint8_t *>(&emulated) + offsetof(cpu_state, p);
-    for (unsigned i = 0; i < 17 * predicate_bytes; i++)
-        memcpy(bytes + 8 * i, unpacked[bits[i]].data(), 8);
-}
 
 // ---- The three sides ------------------------------------------------------------------------------
 
@@ -124,6 +110,8 @@ void run_reference(aarch64_handler reference, uint32_t word, const machine_state
     result.trouble = rc == AARCH64_DECODE_OK ? nullptr : "not emulated";
     take_memory(result);
 }
+
+// ---- Comparison -----------------------------------------------------------------------------------
 
 bool same(const outcome &a, const outcome &b) {
     const cpu_state &s = a.state.emulated, &t = b.state.emulated;

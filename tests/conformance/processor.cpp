@@ -2,6 +2,7 @@
 
 #include "sve/core/signals.h"
 
+#include <array>
 #include <asm/hwcap.h>
 #include <csignal>
 #include <cstdio>
@@ -27,6 +28,23 @@ extern "C" void conformance_run_end();
 extern "C" uint64_t conformance_vector_bytes();
 
 namespace conformance {
+
+static constexpr auto unpacked = [] {
+    std::array<std::array<uint8_t, 8>, 256> table{};
+    for (unsigned bits = 0; bits < 256; bits++)
+        for (unsigned i = 0; i < 8; i++)
+            table[bits][i] = bits >> i & 1;
+    return table;
+}();
+
+void machine_state::unpack_predicates() {
+    const uint8_t *bits = reinterpret_cast<const uint8_t *>(this) + offsetof(machine_state, p);
+    uint8_t *bytes = reinterpret_cast<uint8_t *>(&emulated) + offsetof(cpu_state, p);
+    for (unsigned i = 0; i < 17 * predicate_bytes; i++)
+        memcpy(bytes + 8 * i, unpacked[bits[i]].data(), 8);
+}
+
+// ---- Code and faults ------------------------------------------------------------------------------
 
 running_trial running;
 

@@ -66,24 +66,19 @@ static std::vector<shown_register> all_registers(size_t element_bytes) {
     return all;
 }
 
-// The names of the registers that the word's free fields may name, and what any instruction may read.
+// The names of the registers that the word may name, and of those that any instruction may read.
 static std::set<std::string> possible_inputs(const tested_row &row, uint32_t word) {
     std::set<std::string> names = {"nzcv", "fpcr", "fpsr"};
-    const auto add = [&](const char *kind, unsigned high, unsigned low) {
-        if (row.is_free(high, low))
-            names.insert(kind + std::to_string(bits(word, high, low)));
-    };
-    for (const char *kind : {"z", "x"}) {
-        add(kind, 4, 0);
-        add(kind, 9, 5);
-        add(kind, 20, 16);
+    for (const register_field &field : register_fields) {
+        const std::string number = std::to_string(bits(word, field.high, field.low));
+        if (!field.is_in(row))
+            continue;
+        for (const char *kind : {"p", "x", "z"})
+            if (field.is_predicate == (*kind == 'p'))
+                names.insert(kind + number);
     }
     if (names.contains("x31"))
         names.insert("sp");
-    add("p", 3, 0);
-    add("p", 8, 5);
-    add("p", row.is_free(13, 13) ? 13 : 12, 10);
-    add("p", 19, 16);
     return names;
 }
 

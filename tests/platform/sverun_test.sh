@@ -90,8 +90,10 @@ PATH=$PWD:$PATH run "$sverun" linked words
 expect_out "<linked><words>"
 expect_status 0
 
-SVERUN_CLIENT=x SVERUN_CLIENT_ARGS=y SVERUN_OTHER=z KEPT='a,b c' run "$sverun" "$program" environment
-grep -qE '^(LD_PRELOAD|SVERUN_[A-Z_]*)=' out && fail "the launcher's variables are left"
+SVERUN_CLIENT=x SVERUN_OTHER=z KEPT='a,b c' run "$sverun" --trap-every-time --client "$client" \
+    --client-arg -- --client-arg y "$program" environment
+expect_status 0
+grep -E '^(LD_PRELOAD|SVERUN_[A-Z_]*)=' out && fail "variables of the launcher are left"
 grep -qx 'KEPT=a,b c' out || fail "a variable is lost"
 
 # ---- SVE in a shared library
