@@ -3,19 +3,22 @@
 
 using namespace sve;
 
-// For the rows whose tiers take their operands in different forms: the stub of a direct routine, or null for
-// reference_route, and the row of both tiers' stubs.
+// For the rows whose tiers take their operands in different forms: the stub of a direct routine, or
+// reference_route as it is, and the row of both tiers' stubs.
 template <auto routine, class... Operand>
-static consteval aarch64_handler direct_tier() {
+static consteval auto direct_tier() {
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return nullptr;
+        return reference_route;
     else
-        return direct<routine, Operand...>;
+        return aarch64_handler{direct<routine, Operand...>};
 }
 static consteval handler_row row_of(const char *name, const decode_map *map, unsigned key,
                                     aarch64_handler direct, aarch64_handler reference) {
-    return direct ? handler_row{name, map, key, direct, reference}
-                  : handler_row{name, map, key, reference};
+    return {name, map, key, direct, reference};
+}
+static consteval handler_row row_of(const char *name, const decode_map *map, unsigned key,
+                                    std::nullptr_t, aarch64_handler reference) {
+    return {name, map, key, reference};
 }
 
 // A row of each shape: element type and operation of the handler, its key, the size code where elements
