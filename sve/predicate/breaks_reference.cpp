@@ -1,26 +1,33 @@
 #include "sve/predicate/breaks.h"
 #include "sve/predicate/flags.h"
 
+#include <iterator>
+
 using namespace sve;
 
 // Whether the element at which a run ends still belongs to it.
 enum class end_of_run { included, excluded };
 
-// The run of active elements from the first one on, as long as `running` holds at its start and no active
-// element of `stop` has been true. Inactive elements are those of `inactive`.
+// The run of active elements from the first one on to the first active true one of `stop`. It is empty
+// where `starts` is false. Inactive elements are those of `inactive`.
 static PredV run(const PredV &inactive, const PredV &pg, const PredV &stop, end_of_run end,
-                 bool running, const CpuContext *context) {
-    PredV result = {};
-    for (unsigned e = 0; e < context->VL * 8; e++) {
-        if (!pg.test(e)) {
-            result.set(e, inactive.test(e));
-            continue;
-        }
-        if (end == end_of_run::excluded)
-            running = running && !stop.test(e);
-        result.set(e, running);
-        if (end == end_of_run::included)
-            running = running && !stop.test(e);
+                 bool starts, CpuContext *context) {
+    PredV stops;
+    for (unsigned w = 0; w < std::size(stops.word); w++)
+        stops.word[w] = pg.word[w] & stop.word[w];
+    unsigned length = 0; // elements up to the end of the run, inactive ones included
+    if (starts) {
+        const int last = FindFirstActive(stops, 8, context);
+        length = last < 0 ? element_count<uint8_t>(context)
+                          : static_cast<unsigned>(last) + (end == end_of_run::included ? 1 : 0);
+    }
+    PredV result;
+    for (unsigned w = 0; w < std::size(result.word); w++) {
+        const unsigned before = 64 * w;
+        const uint64_t in_run = length >= before + 64 ? ~uint64_t{0}
+                                : length <= before    ? 0
+                                                      : (uint64_t{1} << (length - before)) - 1;
+        result.word[w] = (inactive.word[w] & ~pg.word[w]) | (pg.word[w] & in_run);
     }
     return result;
 }

@@ -205,8 +205,10 @@ TEST(GeneratedCode, TextThatCannotBeWritten) {
     close(writable);
     close(readable);
     ASSERT_NE(code, MAP_FAILED);
+    errno = EDOM; // the platform meets an error of its own here
     for (uint32_t i = 0; i < 10; i++)
         EXPECT_EQ(run(code, i, 4), 2 * i + 8);
+    EXPECT_EQ(errno, EDOM);
     EXPECT_THAT(std::vector<word_t>(code, code + 3), testing::ElementsAreArray(words));
 }
 
@@ -378,12 +380,6 @@ public:
 private:
     code_pages pages_;
 };
-
-TEST_F(Signals, ErrnoStays) {
-    errno = EDOM;
-    EXPECT_EQ(run(site, 1, 2), 3u);
-    EXPECT_EQ(errno, EDOM);
-}
 
 TEST_F(Signals, FirstTrapInAHandler) {
     handle(SIGUSR1, use_site);
