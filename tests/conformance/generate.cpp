@@ -238,6 +238,47 @@ static void draw_indexes(const trial_input &in) {
         }
 }
 
+// Zn holds what it is compared with, or the neighbours of that: the immediate, or the doubleword of Zm.
+static void draw_compared(const trial_input &in,
+                          int64_t (*compared)(const trial_input &, unsigned i)) {
+    const unsigned width = element_bits(in.row.row->name);
+    uint8_t *row = in.state.emulated.z[bits(in.word, 9, 5)];
+    for (unsigned i = 0; i < sve_vector_bytes; i += width / 8)
+        if (in.random.one_in(2)) {
+            const int64_t value = compared(in, i) + in.random.below(3) - 1;
+            memcpy(row + i, &value, width / 8);
+        }
+}
+
+static void draw_signed_immediates(const trial_input &in) {
+    draw_compared(in, [](const trial_input &trial, unsigned) -> int64_t {
+        return sve::sign_extend(bits(trial.word, 20, 16), 5);
+    });
+}
+static void draw_unsigned_immediates(const trial_input &in) {
+    draw_compared(
+        in, [](const trial_input &trial, unsigned) -> int64_t { return bits(trial.word, 20, 14); });
+}
+
+// Doublewords that elements can equal: their upper bits are mostly copies of a sign, or 0.
+static void draw_wide_elements(const trial_input &in) {
+    const unsigned width = element_bits(in.row.row->name);
+    for (unsigned i = 0; i < sve_vector_bytes; i += 8) {
+        int64_t value = static_cast<int64_t>(choose_value(width, in.random.next()) << (64 - width));
+        if (in.random.one_in(8))
+            continue;
+        value = in.random.one_in(2)
+                    ? value >> (64 - width)
+                    : static_cast<int64_t>(static_cast<uint64_t>(value) >> (64 - width));
+        memcpy(in.state.emulated.z[bits(in.word, 20, 16)] + i, &value, 8);
+    }
+    draw_compared(in, [](const trial_input &trial, unsigned i) {
+        int64_t value;
+        memcpy(&value, trial.state.emulated.z[bits(trial.word, 20, 16)] + i / 8 * 8, 8);
+        return value;
+    });
+}
+
 // Runs after the general values. It may change any register; base registers of a memory family must point
 // into arena().
 struct value_rule {
@@ -245,6 +286,9 @@ struct value_rule {
     void (*draw)(const trial_input &);
 };
 static constexpr value_rule value_rules[] = {
+    {"VecS*CmpFlg*VIZ", draw_signed_immediates},
+    {"VecU*CmpFlg*VIZ", draw_unsigned_immediates},
+    {"Vec*CmpFlg*VWZ", draw_wide_elements},
     {"Vec[SU]*Div*VVM", draw_quotients},
     {"Vec[SU]*While*SS", draw_near_numbers},
     {"VecU*CTerm*", draw_equal_numbers},
