@@ -1,6 +1,6 @@
 # Thin front of the CMake presets. `make run` and `make test` do all the set-up on a fresh machine.
 PROGRAM ?= build/stage/share/sverun/examples/checksum
-ARGS    ?= README.md
+ARGS    ?= examples/checksum.c
 JOBS    ?= $(shell nproc)
 
 export CTEST_PARALLEL_LEVEL ?= $(JOBS)

@@ -3,10 +3,11 @@
 # all are there. Works as root or with sudo; otherwise says what it would install.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ googletest libbenchmark-dev)
+# qemu-user is also the SVE processor of the conformance tests.
+packages=(cmake ninja-build g++ googletest libbenchmark-dev qemu-user)
 if [[ $(uname -m) != aarch64 ]]; then
-    # The cross compiler, the processor emulator, and the libraries that programs run with on it.
-    packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user)
+    # The cross compiler, and the libraries that programs run with on the processor emulator.
+    packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross)
 fi
 
 missing=()
