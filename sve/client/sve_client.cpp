@@ -62,7 +62,8 @@ void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler h
     if (handler(state, word) == AARCH64_DECODE_OK)
         update_sve_stats(address, word);
     else
-        fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", *address,
+        // Not the word at pc, which may be a branch to this call by now.
+        fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", word,
                 static_cast<void *>(pc));
 
     dr_write_saved_reg(drcontext, SPILL_SLOT_1, state->x[26]);

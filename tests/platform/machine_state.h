@@ -25,8 +25,7 @@ using state_routine = void(machine_state *);
 
 extern "C" {
 state_routine run_nop;
-state_routine run_add_z0, run_add_z3, run_add_z31; // add zN.b, zN.b, #1
-extern uint32_t run_add_z3_instruction[];
+state_routine run_add_z0, run_add_z3, run_add_z31;         // add zN.b, zN.b, #1
 state_routine run_addvl_x26, run_addvl_x27, run_addvl_x28; // addvl xN, x9, #1
 state_routine run_addvl_x29, run_addvl_x30;
 state_routine run_addvl_sp;         // addvl sp, sp, #1
