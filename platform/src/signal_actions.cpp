@@ -135,6 +135,12 @@ signal_action platform::client_action(int signal) {
     return client_actions[signal].load();
 }
 
+void platform::reset_application_action(int signal) {
+    const signal_action reset = {};
+    signal_action old;
+    set_action(signal, &reset, &old);
+}
+
 void platform::take_own_signals(void (*handler)(int, siginfo_t *, void *)) {
     for (const int signal : {SIGILL, SIGSEGV, SIGBUS}) {
         // A trap's handler works under the patch lock. That of a fault may be left by a jump.

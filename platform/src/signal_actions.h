@@ -40,6 +40,9 @@ signal_action application_action(int signal);
 // The same for SIGSEGV and SIGBUS of the client's.
 signal_action client_action(int signal);
 
+// Sets the default action for the application, as its flag SA_RESETHAND asks for.
+void reset_application_action(int signal);
+
 // Takes the signals that emulation needs from the kernel. Once, at the start; until then they are
 // the application's as without us.
 void take_own_signals(void (*handler)(int, siginfo_t *, void *));

@@ -41,7 +41,7 @@ void say_fatal_instruction(uintptr_t pc) {
 
 // Does what the kernel does where there is no handler: nothing, or the end of the process. Only for
 // the signals that emulation needs; the kernel itself does it for the others.
-void take_default(int signal, const siginfo_t *info, const ucontext_t &context) {
+[[gnu::noinline]] void take_default(int signal, const siginfo_t *info, const ucontext_t &context) {
     if (is_sent(info) && application_action(signal).is_ignored())
         return;
     if (signal == SIGILL && !is_sent(info) && !inside_client(context.uc_mcontext.sp))
@@ -50,6 +50,10 @@ void take_default(int signal, const siginfo_t *info, const ucontext_t &context) 
     if (is_sent(info)) // no instruction will raise it again
         syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), signal);
 }
+
+// The handler may be on the smallest alternate stack, of which the kernel's context leaves a few
+// hundred bytes. So what is not on its way stays out of line here, and the work is done on the
+// platform stack.
 
 // Runs the application's handler. It sees the registers as they are between two instructions, and
 // the client's memory is afterwards as before, like the registers in the context.
@@ -84,10 +88,8 @@ void deliver(int signal, siginfo_t *info, ucontext_t &context) {
         take_default(signal, info, context);
         return;
     }
-    if (action.flags & SA_RESETHAND) {
-        struct sigaction reset = {};
-        sigaction(signal, &reset, nullptr);
-    }
+    if (action.flags & SA_RESETHAND)
+        reset_application_action(signal);
     run_handler(action, signal, info, context);
 }
 
@@ -125,7 +127,7 @@ bool resume(mcontext_t &machine) {
 
 // Runs on whatever stack the application has, which may be the smallest alternate one: all work is
 // done on the platform's. False if the trap is the application's own.
-bool handle_trap(ucontext_t &context) {
+[[gnu::noinline]] bool handle_trap(ucontext_t &context) {
     mcontext_t &machine = context.uc_mcontext;
     if (inside_client(machine.sp))
         return false;
@@ -145,7 +147,7 @@ bool handle_trap(ucontext_t &context) {
 
 // A fault in the client is the client's, and one in the application too if the application has no
 // handler of its own.
-void handle_fault(int signal, siginfo_t *info, ucontext_t &context) {
+[[gnu::noinline]] void handle_fault(int signal, siginfo_t *info, ucontext_t &context) {
     const uint64_t stack_pointer = context.uc_mcontext.sp;
     const bool in_client = inside_client(stack_pointer);
     if (!in_client && application_action(signal).has_handler()) {
@@ -169,7 +171,7 @@ void handle_fault(int signal, siginfo_t *info, ucontext_t &context) {
 
 // ---- Messages between threads -------------------------------------------------------------------
 
-void handle_closing(ucontext_t &context) {
+[[gnu::noinline]] void handle_closing(ucontext_t &context) {
     if (inside_client(context.uc_mcontext.sp) || dr_thread_area.pending)
         close_this_thread_later(context);
     else

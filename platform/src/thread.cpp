@@ -91,10 +91,9 @@ pid_t thread_id() {
 
 // ---- The platform stack -------------------------------------------------------------------------
 
-static void need_platform_stack() {
+// Out of line: whoever needs the stack may have little of another.
+[[gnu::noinline]] static void make_platform_stack() {
     dr_thread_area_t &area = dr_thread_area;
-    if (area.stack_top)
-        return;
     auto *base = static_cast<byte *>(map_memory(stack_bytes));
     if (!base)
         refuse(125, "no memory for a thread's stack");
@@ -116,7 +115,8 @@ bool has_platform_stack() {
 }
 
 void run_on_platform_stack(void (*function)(void *), void *argument) {
-    need_platform_stack();
+    if (!dr_thread_area.stack_top)
+        make_platform_stack();
     sve_platform_switch_stack(function, argument, dr_thread_area.stack_top);
     if (dr_thread_area.pending)
         asm volatile(".inst %0" ::"i"(trap_to_let_in) : "memory");
