@@ -82,7 +82,17 @@ refusal usage_error(const std::string &what) {
 }
 
 request parse_command_line(int argc, char **argv) {
-    enum { help = 256, version, client, client_arg, trap_every_time, report, emulator, cpu, sysroot };
+    enum {
+        help = 256,
+        version,
+        client,
+        client_arg,
+        trap_every_time,
+        report,
+        emulator,
+        cpu,
+        sysroot
+    };
     static constexpr option options[] = {
         {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},

@@ -52,9 +52,7 @@ public:
 
 private:
     // X or SP; XZR can't come where these are used.
-    unsigned long long &x_or_sp(unsigned n) {
-        return n == 31 ? machine_.sp : machine_.regs[n];
-    }
+    unsigned long long &x_or_sp(unsigned n) { return n == 31 ? machine_.sp : machine_.regs[n]; }
     uint64_t x(unsigned n) { return n == 31 ? 0 : machine_.regs[n]; }
     void *memory(unsigned base, uint64_t offset) {
         return reinterpret_cast<void *>(x_or_sp(base) + offset);
@@ -188,8 +186,7 @@ void interpreter::run(word_t word) {
     } else if ((word & 0xff800000) == 0xd2800000) { // movz
         machine_.regs[d] = immediate << shift;
     } else if ((word & 0xff800000) == 0xf2800000) { // movk
-        machine_.regs[d] =
-            (machine_.regs[d] & ~(uint64_t{0xffff} << shift)) | immediate << shift;
+        machine_.regs[d] = (machine_.regs[d] & ~(uint64_t{0xffff} << shift)) | immediate << shift;
     } else if ((word & 0xff000000) == 0xb5000000) { // cbnz xt, .+8
         if (x(d) != 0)
             machine_.pc += 4;
