@@ -158,16 +158,20 @@ uint32_t draw_word(const tested_row &row, random_numbers &random) {
         set(20, 16, word);
     if (alike == 3)
         set(20, 16, word >> 5);
-    // Register 31 or 0, or an immediate at an end of its range.
-    if (random.one_in(2)) {
+    // Register 31 or 0, or an immediate at an end of its range, in a field that is free.
+    for (unsigned tries = 0; tries < 4; tries++) {
         static constexpr struct {
             uint8_t high, low;
         } fields[] = {{4, 0},  {9, 5},   {20, 16}, {12, 5},  {8, 5},
                       {10, 5}, {12, 10}, {13, 10}, {19, 16}, {18, 16}};
         const auto [high, low] = fields[random.below(std::size(fields))];
+        if (!row.is_free(high, low))
+            continue;
         const uint32_t top = 1u << (high - low);
         const uint32_t ends[] = {0, ~0u, ~0u, 1, top, top - 1};
-        set(high, low, ends[random.below(std::size(ends))]);
+        if (random.one_in(2))
+            set(high, low, ends[random.below(std::size(ends))]);
+        break;
     }
     return (word & ~row.mask) | row.value;
 }

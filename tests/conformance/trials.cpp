@@ -11,7 +11,7 @@
 namespace conformance {
 
 // New code is dear on a processor emulator, so each word runs from several states.
-static constexpr uint64_t states_per_word = 4;
+static constexpr uint64_t states_per_word = 8;
 static constexpr unsigned printed_mismatches = 10;
 // For a batch of words: far longer than they take, but for an instruction that does not return.
 static constexpr unsigned patience_seconds = 120;
