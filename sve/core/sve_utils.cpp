@@ -6,6 +6,10 @@
 #include "sve/integer/reductions.h"
 #include "sve/integer/saturating.h"
 #include "sve/integer/shifts.h"
+#include "sve/memory/contiguous.h"
+#include "sve/memory/first_fault.h"
+#include "sve/memory/gathers.h"
+#include "sve/memory/structures.h"
 #include "sve/permute/broadcast.h"
 #include "sve/permute/extraction.h"
 #include "sve/permute/reorder.h"
@@ -51,6 +55,10 @@ static constexpr const handler_rows *families[] = {
     &broadcast_rows,
     &reorder_rows,
     &extraction_rows,
+    &contiguous_rows,
+    &structure_rows,
+    &gather_rows,
+    &first_fault_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {

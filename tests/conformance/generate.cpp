@@ -1,6 +1,6 @@
 #include "tests/conformance/generate.h"
 
-#include "tests/conformance/outcome.h"
+#include "tests/conformance/memory_forms.h"
 
 #include <cctype>
 #include <cstdlib>
@@ -297,6 +297,10 @@ static constexpr value_rule value_rules[] = {
     {"Vec[SU]*While*SS", draw_near_numbers},
     {"VecU*CTerm*", draw_equal_numbers},
     {"Vec*TblVV", draw_indexes},
+    {"Vec*Load*", draw_addresses},
+    {"Vec*Store*", draw_addresses},
+    {"Vec*FillSI", draw_addresses},
+    {"Vec*SpillSI", draw_addresses},
 };
 
 static const value_rule *find_rule(const char *handler) {

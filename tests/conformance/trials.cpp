@@ -111,13 +111,17 @@ private:
     }
 
     void find_expected(const drawn_word &drawn, size_t loaded_index) {
-        if (!drawn.known || drawn.known->stand_in) {
+        if (!drawn.known || drawn.known->asks_processor()) {
             run_on_processor(loaded_index, before_, expected_);
+            if (drawn.known && drawn.known->complete && !expected_.trouble) {
+                drawn.known->complete(row_.row->name, drawn.word, before_, expected_.state);
+                expected_.state.unpack_predicates();
+            }
             return;
         }
         if (drawn.known->model) {
             expected_.state = before_;
-            drawn.known->model(drawn.word, expected_.state);
+            drawn.known->model(row_.row->name, drawn.word, expected_.state);
             expected_.state.unpack_predicates();
             expected_.memory.clear();
         } else { // any result
