@@ -41,16 +41,19 @@ struct format {
 };
 
 // The cumulative flags, as the internal routines collect them.
-enum : int { IOC = 1, DZC = 2, OFC = 4, UFC = 8, IXC = 16, IDC = 128 };
+inline constexpr int IOC = FPSCR::IOC;
+inline constexpr int DZC = FPSCR::DZC;
+inline constexpr int OFC = FPSCR::OFC;
+inline constexpr int UFC = FPSCR::UFC;
+inline constexpr int IXC = FPSCR::IXC;
+inline constexpr int IDC = FPSCR::IDC;
 
 // The mode word of the internal routines.
-enum : int {
-    mode_rounding = 3, // values 0 to 3 of FPRounding
-    mode_FZ = 1 << 2,
-    mode_DN = 1 << 3,
-    mode_AHP = 1 << 4, // of FPConvert to half only: all other arithmetic is on IEEE halves
-    mode_FZ16 = 1 << 5,
-};
+inline constexpr int mode_rounding = 3; // values 0 to 3 of FPRounding
+inline constexpr int mode_FZ = 1 << 2;
+inline constexpr int mode_DN = 1 << 3;
+inline constexpr int mode_AHP = 1 << 4; // of FPConvert to half only: all else is on IEEE halves
+inline constexpr int mode_FZ16 = 1 << 5;
 
 constexpr int fp_mode_word(FPSCR fpscr) {
     return static_cast<int>((fpscr.word >> 22 & 15) | (fpscr.word >> 14 & mode_FZ16));
@@ -160,21 +163,25 @@ inline constexpr int zero_exponent = -(1 << 20);
 
 // A denormal becomes a zero in flush mode, and raises IDC in single and double.
 template <FPPattern T>
+inline T fp_flush(T x, int mode, int *flags) {
+    if (exponent_of(x) != 0 || FPAbs(x) == 0 || !(mode & mode_flush<T>)) [[likely]]
+        return x;
+    if (format<T>::width != 16)
+        *flags |= IDC;
+    return x & format<T>::sign;
+}
+
+template <FPPattern T>
 inline unpacked fp_unpack(T x, int mode, int *flags) {
+    constexpr int top = 63 - format<T>::fraction_bits;
     const int sgn = sign_of(x);
     int exp = exponent_of(x);
-    unsigned long mnt = static_cast<unsigned long>(x) << (63 - format<T>::fraction_bits);
     if (exp != 0) [[likely]]
-        return {sgn, exp, mnt | 1ul << 63};
+        return {sgn, exp, static_cast<unsigned long>(x) << top | 1ul << 63};
 
-    mnt &= ~0ul >> 1;
+    unsigned long mnt = static_cast<unsigned long>(FPAbs(fp_flush(x, mode, flags))) << top;
     if (mnt == 0)
         return {sgn, zero_exponent, 0};
-    if (mode & mode_flush<T>) {
-        if (format<T>::width != 16)
-            *flags |= IDC;
-        return {sgn, zero_exponent, 0};
-    }
     exp = 1;
     fp_normalise(mnt, exp);
     return {sgn, exp, mnt};
