@@ -59,7 +59,7 @@ TEST(FPLibConvert, WideningIsExact) {
             EXPECT_EQ(fpscr.word, x & 0x200 ? 0 : IOC);
             continue;
         }
-        const auto value = static_cast<double>(std::bit_cast<_Float16>(h));
+        const auto value = static_cast<double>(std::bit_cast<float16>(h));
         ASSERT_EQ(wide, p<single>(value)) << std::hex << x;
         ASSERT_EQ(wider, p<dbl>(value)) << std::hex << x;
         ASSERT_EQ(FPConvert<dbl>(wide, even, fpscr), wider) << std::hex << x;

@@ -50,7 +50,7 @@ TEST(FPLibEstimates, FollowTheRuleOnRealNumbers) {
     for (unsigned x = 0; x < 0x800; x++) {
         FPSCR fpscr;
         const half h = static_cast<half>(0x3800 + x); // 0.5 up to 2
-        const double value = static_cast<double>(std::bit_cast<_Float16>(h));
+        const double value = static_cast<double>(std::bit_cast<float16>(h));
         const bool below_one = x < 0x400;
         const double inverse = below_one ? recip_estimate(value) : recip_estimate(value / 2) / 2;
         ASSERT_EQ(FPRecipEstimate(h, fpscr), p<half>(inverse)) << value;

@@ -24,11 +24,17 @@ using half = unsigned short;
 using single = unsigned int;
 using dbl = unsigned long;
 
+#if defined(__aarch64__)
+using float16 = __fp16;
+#else
+using float16 = _Float16;
+#endif
+
 // The pattern of a number that the format holds, or the nearest; and back.
 template <typename T>
 T p(double x) {
     if constexpr (sizeof(T) == 2)
-        return std::bit_cast<T>(static_cast<_Float16>(x));
+        return std::bit_cast<T>(static_cast<float16>(x));
     else if constexpr (sizeof(T) == 4)
         return std::bit_cast<T>(static_cast<float>(x));
     else
@@ -38,7 +44,7 @@ T p(double x) {
 template <typename T>
 double value(T x) {
     if constexpr (sizeof(T) == 2)
-        return std::bit_cast<_Float16>(x);
+        return std::bit_cast<float16>(x);
     else if constexpr (sizeof(T) == 4)
         return std::bit_cast<float>(x);
     else
