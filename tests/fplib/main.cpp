@@ -24,8 +24,10 @@ constexpr char usage[] =
     "usage: fplib_comparison [OPTION]... [PATTERN]...\n"
     "Compares operations of the floating-point library, those whose names match a pattern or all.\n"
     "  --cases N         random cases of each operation (default 100000)\n"
-    "  --every-value     instead, all values of all operands of operations with up to 32 bits of them:\n"
-    "                    up to 20 bits with all 64 control words, else with one drawn for each case\n"
+    "  --every-value     instead, all values of all operands of operations with up to 32 bits of "
+    "them:\n"
+    "                    up to 20 bits with all 64 control words, else with one drawn for each "
+    "case\n"
     "  --max-bits N      with --every-value: leaves operations with more bits out (default 20)\n"
     "  --grid N          instead, N by N values for operations of two halves\n"
     "  --control WORD    one control word for all\n"
@@ -112,8 +114,9 @@ std::string describe(uint32_t word) {
         uint32_t bit;
         const char *name;
     } names[] = {
-        {FPSCR::FZ, " FZ"},   {FPSCR::DN, " DN"},   {FPSCR::FZ16, " FZ16"}, {FPSCR::AHP, " AHP"}, {FPSCR::IOC, " IOC"},
-        {FPSCR::DZC, " DZC"}, {FPSCR::OFC, " OFC"}, {FPSCR::UFC, " UFC"},   {FPSCR::IXC, " IXC"}, {FPSCR::IDC, " IDC"},
+        {FPSCR::FZ, " FZ"},   {FPSCR::DN, " DN"},   {FPSCR::FZ16, " FZ16"}, {FPSCR::AHP, " AHP"},
+        {FPSCR::IOC, " IOC"}, {FPSCR::DZC, " DZC"}, {FPSCR::OFC, " OFC"},   {FPSCR::UFC, " UFC"},
+        {FPSCR::IXC, " IXC"}, {FPSCR::IDC, " IDC"},
     };
     static constexpr const char *modes[] = {"RN", "RP", "RM", "RZ"};
     std::string text = modes[rounding_of(word)];
@@ -127,7 +130,8 @@ std::string describe(uint32_t word) {
 class comparison {
 public:
     comparison(const operation &tested, const options &options)
-        : tested_(tested), options_(options), random_(conformance::seed_of(options.seed, tested.name)) {}
+        : tested_(tested), options_(options),
+          random_(conformance::seed_of(options.seed, tested.name)) {}
 
     uint64_t cases = 0, mismatches = 0;
 
@@ -146,8 +150,10 @@ public:
             return;
         printf("%s (0x%lx, 0x%lx, 0x%lx) word 0x%08x %s\n", tested_.name, x.a, x.b, x.c, word,
                describe(word).c_str());
-        printf("    library   0x%lx word 0x%08x %s\n", mine.result, mine.word, describe(mine.word).c_str());
-        printf("    reference 0x%lx word 0x%08x %s\n", theirs.result, theirs.word, describe(theirs.word).c_str());
+        printf("    library   0x%lx word 0x%08x %s\n", mine.result, mine.word,
+               describe(mine.word).c_str());
+        printf("    reference 0x%lx word 0x%08x %s\n", theirs.result, theirs.word,
+               describe(theirs.word).c_str());
     }
 
 private:
@@ -198,7 +204,9 @@ void compare_every_value(comparison &run, const operation &tested, const options
     const uint32_t walked = control_bits & ~drawn;
     uint32_t word = 0;
     do { // all subsets
-        all([&] { return word | (static_cast<uint32_t>(drawn ? run.random().next() : 0) & drawn); });
+        all([&] {
+            return word | (static_cast<uint32_t>(drawn ? run.random().next() : 0) & drawn);
+        });
         word = (word - walked) & walked;
     } while (word);
 }
@@ -234,7 +242,8 @@ int main(int argc, char **argv) {
             continue;
         compared++;
         if (options.list) {
-            printf("%-28s %-4s%s\n", tested.name, tested.operands, tested.reference ? "" : " only run");
+            printf("%-28s %-4s%s\n", tested.name, tested.operands,
+                   tested.reference ? "" : " only run");
             continue;
         }
         comparison run(tested, options);
@@ -249,7 +258,8 @@ int main(int argc, char **argv) {
                options.patterns.empty() ? "*" : options.patterns.front());
     if (options.list)
         return 0;
-    printf("fplib_comparison: %lu operations, %lu cases, %lu mismatches, seed %lu, %.1f s\n", compared, cases,
-           mismatches, options.seed, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+    printf("fplib_comparison: %lu operations, %lu cases, %lu mismatches, seed %lu, %.1f s\n",
+           compared, cases, mismatches, options.seed,
+           static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
     return mismatches == 0 && cases > 0 ? 0 : 1;
 }

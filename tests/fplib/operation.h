@@ -50,6 +50,12 @@ struct operation {
     computation reference; // null: the operation is only run
 };
 
+// An operation's line in a table.
+constexpr operation compared(const char *name, const char *operands, computation library,
+                             computation reference) {
+    return {name, operands, library, reference};
+}
+
 // All that this machine can compute. What it lacks is told on standard error.
 std::vector<operation> operations();
 

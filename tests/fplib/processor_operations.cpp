@@ -30,8 +30,8 @@ namespace {
 // SVE on one element, between moves that leave the other elements zero: they raise nothing.
 asm(".arch_extension sve");
 #define SVE_PROCESSOR(T, instruction)                                                              \
-    PROCESSOR("ptrue p0.d\n\tfmov d30, %d[a]\n\tfmov d31, %d[b]\n\t" instruction                   \
-              "\n\tfmov %" #T "[r], " #T "30")
+    PROCESSOR("ptrue p0.d\n\tfmov d30, %d[a]\n\tfmov d31, %d[b]\n\t" instruction "\n\tfmov %" #T   \
+              "[r], " #T "30")
 
 // ---- Functions of the library as instructions use them -----------------------------------------------
 
@@ -41,10 +41,16 @@ bool of_magnitudes(T a, T b, FPSCR &fpscr) {
     return compare(FPAbs(a), FPAbs(b), fpscr);
 }
 
+template <class T, bool signal_nans>
+int flags_of_compare(T a, T b, FPSCR &fpscr) {
+    return FPCompare(a, b, signal_nans, fpscr);
+}
+
 // a + n * m with signs of the addend and of the product.
 template <class T, bool negate_addend, bool negate_product>
 T multiply_add(T addend, T n, T m, FPSCR &fpscr) {
-    return FPMulAdd(negate_addend ? FPNeg(addend) : addend, negate_product ? FPNeg(n) : n, m, fpscr);
+    return FPMulAdd(negate_addend ? FPNeg(addend) : addend, negate_product ? FPNeg(n) : n, m,
+                    fpscr);
 }
 
 constexpr FPRounding current = static_cast<FPRounding>(-1); // the mode of the control word
@@ -75,6 +81,11 @@ T from_fixed(I op, FPSCR &fpscr) {
                              FPRoundingMode(fpscr), fpscr);
 }
 
+template <class T, unsigned index>
+T trigonometric_step(T a, T b, FPSCR &fpscr) {
+    return FPTRIMADD(index, a, b, fpscr);
+}
+
 // ---- Where the library's meaning isn't quite the instruction's ---------------------------------------
 
 // The FCVT instructions don't look at FZ16. The library flushes a half operand under it, silently: what the
@@ -96,55 +107,58 @@ outcome with_half_not_flushed(const operands &x, uint32_t word) {
 
 // ---- Operations -----------------------------------------------------------------------------------
 
-#define HALF_SINGLE_DOUBLE(LINE, ...) LINE(h, __VA_ARGS__), LINE(s, __VA_ARGS__), LINE(d, __VA_ARGS__)
+#define HALF_SINGLE_DOUBLE(LINE, ...)                                                              \
+    LINE(h, __VA_ARGS__), LINE(s, __VA_ARGS__), LINE(d, __VA_ARGS__)
 
 #define UNARY(T, function, name)                                                                   \
-    {name " " #T, #T, library<function<T>>, PROCESSOR(name " %" #T "[r], %" #T "[a]")}
+    compared(name " " #T, #T, library<function<T>>, PROCESSOR(name " %" #T "[r], %" #T "[a]"))
 #define BINARY(T, function, name)                                                                  \
-    {name " " #T, #T #T, library<function<T>>,                                                     \
-     PROCESSOR(name " %" #T "[r], %" #T "[a], %" #T "[b]")}
+    compared(name " " #T, #T #T, library<function<T>>,                                             \
+             PROCESSOR(name " %" #T "[r], %" #T "[a], %" #T "[b]"))
 #define MULTIPLY_ADD(T, negate_addend, negate_product, name)                                       \
-    {name " " #T, #T #T #T, library<multiply_add<T, negate_addend, negate_product>>,               \
-     PROCESSOR(name " %" #T "[r], %" #T "[b], %" #T "[c], %" #T "[a]")}
-#define COMPARE(T, name, ...) /* a register of ones, or zero: one bit of it is enough */           \
-    {name " " #T, #T #T, library<__VA_ARGS__>,                                                     \
-     PROCESSOR(name " %" #T "[r], %" #T "[a], %" #T "[b]\n\tushr %d[r], %d[r], #15\n\t"            \
-                    "shl %d[r], %d[r], #63\n\tushr %d[r], %d[r], #63")}
-#define COMPARE_MAGNITUDES(T, function, name) COMPARE(T, name, of_magnitudes<T, function<T>>)
+    compared(name " " #T, #T #T #T, library<multiply_add<T, negate_addend, negate_product>>,       \
+             PROCESSOR(name " %" #T "[r], %" #T "[b], %" #T "[c], %" #T "[a]"))
+// A comparison gives ones or zero in the whole register: one bit of it is enough.
+#define COMPARE(T, name, ...)                                                                      \
+    compared(                                                                                      \
+        name " " #T, #T #T, library<__VA_ARGS__>,                                                  \
+        PROCESSOR(                                                                                 \
+            name                                                                                   \
+            " %" #T "[r], %" #T "[a], %" #T                                                        \
+            "[b]\n\tushr %d[r], %d[r], #15\n\tshl %d[r], %d[r], #63\n\tushr %d[r], %d[r], #63"))
 #define COMPARE_NUMBERS(T, function, name) COMPARE(T, name, function<T>)
+#define COMPARE_MAGNITUDES(T, function, name) COMPARE(T, name, of_magnitudes<T, function<T>>)
 #define UNORDERED(T, function, name)                                                               \
-    {name " vs " #T, #T #T, library<function<T>>,                                                  \
-     PROCESSOR(name " %" #T "[a], %" #T "[b]\n\tcset %w[n], vs")}
+    compared(name " vs " #T, #T #T, library<function<T>>,                                          \
+             PROCESSOR(name " %" #T "[a], %" #T "[b]\n\tcset %w[n], vs"))
 #define FLAGS_OF_COMPARE(T, signal_nans, name)                                                     \
-    {name " " #T, #T #T,                                                                           \
-     library<[](T a, T b, FPSCR &fpscr) { return FPCompare(a, b, signal_nans, fpscr); }>,          \
-     PROCESSOR(name " %" #T "[a], %" #T "[b]\n\tmrs %[n], nzcv\n\tlsr %[n], %[n], #28")}
+    compared(name " " #T, #T #T, library<flags_of_compare<T, signal_nans>>,                        \
+             PROCESSOR(name " %" #T "[a], %" #T "[b]\n\tmrs %[n], nzcv\n\tlsr %[n], %[n], #28"))
 #define ROUND(T, rounding, exact, name)                                                            \
-    {name " " #T, #T, library<round_to_integral<T, rounding, exact>>,                              \
-     PROCESSOR(name " %" #T "[r], %" #T "[a]")}
+    compared(name " " #T, #T, library<round_to_integral<T, rounding, exact>>,                      \
+             PROCESSOR(name " %" #T "[r], %" #T "[a]"))
 #define CONVERT(D, S) PROCESSOR("fcvt %" #D "[r], %" #S "[a]")
 #define TO_GENERAL(T, X, I, rounding, name)                                                        \
-    {name " " #X " " #T, #T, library<to_fixed<I, T, rounding>>,                                    \
-     PROCESSOR(name " %" #X "[n], %" #T "[a]")}
+    compared(name " " #X " " #T, #T, library<to_fixed<I, T, rounding>>,                            \
+             PROCESSOR(name " %" #X "[n], %" #T "[a]"))
+#define TO_HALFWORD(I, rounding, name)                                                             \
+    compared(name " h h", "h", library<to_fixed<I, h, rounding>>, PROCESSOR(name " %h[r], %h[a]"))
 #define TO_INTEGER(rounding, letter)                                                               \
-    HALF_SINGLE_DOUBLE(TO_GENERAL, w, int, rounding, "fcvt" letter "s"),                           \
-        HALF_SINGLE_DOUBLE(TO_GENERAL, x, long, rounding, "fcvt" letter "s"),                      \
-        HALF_SINGLE_DOUBLE(TO_GENERAL, w, unsigned, rounding, "fcvt" letter "u"),                  \
-        HALF_SINGLE_DOUBLE(TO_GENERAL, x, unsigned long, rounding, "fcvt" letter "u"),             \
-        {"fcvt" letter "s h h", "h", library<to_fixed<short, h, rounding>>,                        \
-         PROCESSOR("fcvt" letter "s %h[r], %h[a]")},                                               \
-    {                                                                                              \
-        "fcvt" letter "u h h", "h", library<to_fixed<unsigned short, h, rounding>>,                \
-            PROCESSOR("fcvt" letter "u %h[r], %h[a]")                                              \
-    }
+    HALF_SINGLE_DOUBLE(TO_GENERAL, w, int, rounding, letter "s"),                                  \
+        HALF_SINGLE_DOUBLE(TO_GENERAL, x, long, rounding, letter "s"),                             \
+        HALF_SINGLE_DOUBLE(TO_GENERAL, w, unsigned, rounding, letter "u"),                         \
+        HALF_SINGLE_DOUBLE(TO_GENERAL, x, unsigned long, rounding, letter "u"),                    \
+        TO_HALFWORD(short, rounding, letter "s"),                                                  \
+        TO_HALFWORD(unsigned short, rounding, letter "u")
 #define TO_FIXED(T, X, I, fbits, name)                                                             \
-    {name " " #X " " #T " #" #fbits, #T, library<to_fixed<I, T, FPRounding_ZERO, fbits>>,          \
-     PROCESSOR(name " %" #X "[n], %" #T "[a], #" #fbits)}
+    compared(name " " #X " " #T " #" #fbits, #T, library<to_fixed<I, T, FPRounding_ZERO, fbits>>,  \
+             PROCESSOR(name " %" #X "[n], %" #T "[a], #" #fbits))
 #define FROM_INTEGER(T, X, I, name)                                                                \
-    {name " " #T " " #X, #X, library<from_fixed<T, I>>, PROCESSOR(name " %" #T "[r], %" #X "[i]")}
+    compared(name " " #T " " #X, #X, library<from_fixed<T, I>>,                                    \
+             PROCESSOR(name " %" #T "[r], %" #X "[i]"))
 #define FROM_FIXED(T, X, I, fbits, name)                                                           \
-    {name " " #T " " #X " #" #fbits, #X, library<from_fixed<T, I, fbits>>,                         \
-     with_half_not_flushed<T, PROCESSOR(name " %" #T "[r], %" #X "[i], #" #fbits)>}
+    compared(name " " #T " " #X " #" #fbits, #X, library<from_fixed<T, I, fbits>>,                 \
+             with_half_not_flushed<T, PROCESSOR(name " %" #T "[r], %" #X "[i], #" #fbits)>)
 
 const operation scalar_operations[] = {
     HALF_SINGLE_DOUBLE(BINARY, FPAdd, "fadd"),
@@ -191,11 +205,11 @@ const operation scalar_operations[] = {
     {"fcvt s d", "d", library<convert<s, d>>, CONVERT(s, d)},
     {"fcvtxn s d", "d", library<convert<s, d, FPRounding_ODD>>, PROCESSOR("fcvtxn %s[r], %d[a]")},
 
-    TO_INTEGER(FPRounding_TIEEVEN, "n"),
-    TO_INTEGER(FPRounding_POSINF, "p"),
-    TO_INTEGER(FPRounding_NEGINF, "m"),
-    TO_INTEGER(FPRounding_ZERO, "z"),
-    TO_INTEGER(FPRounding_TIEAWAY, "a"),
+    TO_INTEGER(FPRounding_TIEEVEN, "fcvtn"),
+    TO_INTEGER(FPRounding_POSINF, "fcvtp"),
+    TO_INTEGER(FPRounding_NEGINF, "fcvtm"),
+    TO_INTEGER(FPRounding_ZERO, "fcvtz"),
+    TO_INTEGER(FPRounding_TIEAWAY, "fcvta"),
     HALF_SINGLE_DOUBLE(TO_FIXED, w, int, 1, "fcvtzs"),
     HALF_SINGLE_DOUBLE(TO_FIXED, w, int, 32, "fcvtzs"),
     HALF_SINGLE_DOUBLE(TO_FIXED, w, unsigned, 17, "fcvtzu"),
@@ -231,18 +245,17 @@ const operation scalar_operations[] = {
 };
 
 #define TRIGONOMETRIC_STEP(T, index)                                                               \
-    {"ftmad " #T " #" #index, #T #T,                                                               \
-     library<[](T a, T b, FPSCR &fpscr) { return FPTRIMADD(index, a, b, fpscr); }>,                \
-     SVE_PROCESSOR(T, "ftmad z30." #T ", z30." #T ", z31." #T ", #" #index)}
+    compared("ftmad " #T " #" #index, #T #T, library<trigonometric_step<T, index>>,                \
+             SVE_PROCESSOR(T, "ftmad z30." #T ", z30." #T ", z31." #T ", #" #index))
 #define TRIGONOMETRIC_STEPS(index) HALF_SINGLE_DOUBLE(TRIGONOMETRIC_STEP, index)
-#define TRIGONOMETRIC_START(T, name)                                                               \
-    {name " " #T, #T #T, library<FPTRISMUL<T>>,                                                    \
-     SVE_PROCESSOR(T, name " z30." #T ", z30." #T ", z31." #T)}
-#define EXPONENTIAL(T, name)                                                                       \
-    {name " " #T, #T, library<FPEXPA<T>>, SVE_PROCESSOR(T, name " z30." #T ", z30." #T)}
-#define SCALE(T, width, X)                                                                         \
-    {"fscale " #T, #T X, library<FPScale##width>,                                                  \
-     SVE_PROCESSOR(T, "fscale z30." #T ", p0/m, z30." #T ", z31." #T)}
+#define TRIGONOMETRIC_START(T, function, name)                                                     \
+    compared(name " " #T, #T #T, library<function<T>>,                                             \
+             SVE_PROCESSOR(T, name " z30." #T ", z30." #T ", z31." #T))
+#define EXPONENTIAL(T, function, name)                                                             \
+    compared(name " " #T, #T, library<function<T>>, SVE_PROCESSOR(T, name " z30." #T ", z30." #T))
+#define SCALE(T, function, kind)                                                                   \
+    compared("fscale " #T, #T kind, library<function>,                                             \
+             SVE_PROCESSOR(T, "fscale z30." #T ", p0/m, z30." #T ", z31." #T))
 
 const operation sve_operations[] = {
     TRIGONOMETRIC_STEPS(0),
@@ -253,11 +266,11 @@ const operation sve_operations[] = {
     TRIGONOMETRIC_STEPS(5),
     TRIGONOMETRIC_STEPS(6),
     TRIGONOMETRIC_STEPS(7),
-    HALF_SINGLE_DOUBLE(TRIGONOMETRIC_START, "ftsmul"),
-    HALF_SINGLE_DOUBLE(EXPONENTIAL, "fexpa"),
-    SCALE(h, 16, "i"),
-    SCALE(s, 32, "w"),
-    SCALE(d, 64, "x"),
+    HALF_SINGLE_DOUBLE(TRIGONOMETRIC_START, FPTRISMUL, "ftsmul"),
+    HALF_SINGLE_DOUBLE(EXPONENTIAL, FPEXPA, "fexpa"),
+    SCALE(h, FPScale16, "i"),
+    SCALE(s, FPScale32, "w"),
+    SCALE(d, FPScale64, "x"),
 };
 
 } // namespace
@@ -268,11 +281,13 @@ std::vector<operation> operations() {
     if (features & HWCAP_FPHP)
         all.insert(all.end(), std::begin(scalar_operations), std::end(scalar_operations));
     else
-        fputs("fplib_comparison: the processor has no half-precision arithmetic: all left out\n", stderr);
+        fputs("fplib_comparison: the processor has no half-precision arithmetic: all left out\n",
+              stderr);
     if (features & HWCAP_SVE)
         all.insert(all.end(), std::begin(sve_operations), std::end(sve_operations));
     else
-        fputs("fplib_comparison: the processor has no SVE: FTMAD, FTSMUL, FEXPA, FSCALE left out\n", stderr);
+        fputs("fplib_comparison: the processor has no SVE: FTMAD, FTSMUL, FEXPA, FSCALE left out\n",
+              stderr);
     return all;
 }
 

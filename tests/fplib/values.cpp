@@ -110,10 +110,13 @@ uint64_t draw_integer(unsigned width, random_numbers &random) {
 
 // A pattern chosen by another of the same format.
 uint64_t draw_beside(const layout &format, uint64_t other, random_numbers &random) {
-    const int exponent = static_cast<int>(format.exponent(other)), bias = static_cast<int>(format.bias());
-    const int max = static_cast<int>(format.max_exponent()), fraction = static_cast<int>(format.fraction_bits);
+    const int exponent = static_cast<int>(format.exponent(other)),
+              bias = static_cast<int>(format.bias());
+    const int max = static_cast<int>(format.max_exponent()),
+              fraction = static_cast<int>(format.fraction_bits);
     const int around = static_cast<int>(random.below(8)) - 4;
-    const auto distance = static_cast<int>(random.below(2 * format.fraction_bits + 8)) - fraction - 4;
+    const auto distance =
+        static_cast<int>(random.below(2 * format.fraction_bits + 8)) - fraction - 4;
     int chosen = exponent;
     switch (random.below(6)) {
     case 0: // the same, its negative, or next to it
@@ -128,7 +131,8 @@ uint64_t draw_beside(const layout &format, uint64_t other, random_numbers &rando
         chosen = bias - exponent + max + around;
         break;
     case 4: // quotient other / this at the edge of the denormals, or at overflow
-        chosen = exponent + bias - (random.one_in(2) ? max + around : around - fraction * random.one_in(2));
+        chosen = exponent + bias -
+                 (random.one_in(2) ? max + around : around - fraction * random.one_in(2));
         break;
     default: // product or quotient next to 1
         chosen = random.one_in(2) ? 2 * bias - exponent + around : exponent + around;
