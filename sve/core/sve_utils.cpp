@@ -1,6 +1,7 @@
 #include "sve/core/sve_utils.h"
 
 #include "sve/core/host_fp.h"
+#include "sve/fp/arithmetic.h"
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/logic.h"
 #include "sve/integer/reductions.h"
@@ -59,6 +60,7 @@ static constexpr const handler_rows *families[] = {
     &structure_rows,
     &gather_rows,
     &first_fault_rows,
+    &fp_arithmetic_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {
