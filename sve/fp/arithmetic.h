@@ -29,8 +29,9 @@ extern const handler_rows fp_arithmetic_rows;
     SVE_ROUTINE sve_##op##_zzz(cpu_state *, aarch64_z_reg zd, aarch64_z_reg zn, aarch64_z_reg zm);
 // Zdn = Zdn op Zm, or Zdn op one of two constants; Zd = Zn op Zm
 PREDICATED(fadd)
-IMMEDIATE(fadd) UNPREDICATED(fadd) PREDICATED(fsub) IMMEDIATE(fsub) UNPREDICATED(fsub)
-    PREDICATED(fmul) IMMEDIATE(fmul) UNPREDICATED(fmul)
+IMMEDIATE(fadd)
+UNPREDICATED(fadd) PREDICATED(fsub) IMMEDIATE(fsub) UNPREDICATED(fsub) PREDICATED(fmul)
+    IMMEDIATE(fmul) UNPREDICATED(fmul)
     // The operands change places: Zm - Zdn, Zm / Zdn
     PREDICATED(fsubr) IMMEDIATE(fsubr) PREDICATED(fdivr) PREDICATED(fdiv) PREDICATED(fmax)
         PREDICATED(fmaxnm) PREDICATED(fminnm)

@@ -58,6 +58,12 @@ constexpr T power_of_two(int exponent) {
     return static_cast<T>(static_cast<T>(exponent + bias) << fraction_bits<T>);
 }
 
+template <class T>
+inline constexpr T infinity = power_of_two<T>((1 << (8 * sizeof(T) - fraction_bits<T> - 2)));
+// Positive and quiet.
+template <class T>
+inline constexpr T default_nan = infinity<T> | T{1} << (fraction_bits<T> - 1);
+
 // The two constants of an arithmetic immediate, by its bit: of FADD, FSUB and FSUBR; of FMUL; of the maxima and
 // minima.
 template <class T>

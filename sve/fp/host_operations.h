@@ -109,4 +109,17 @@ OPERATION(UNARY, host_ucvtf, "ucvtf",
 #undef TERNARY
 #undef OPERATION
 
+// A single from an integer of 64 bits.
+inline uint32_t host_scvtf_d2s(uint64_t integer) {
+#if defined(__aarch64__)
+    uint32_t result;
+    asm volatile("scvtf %s0, %x1" : "=w"(result) : "r"(integer));
+    return result;
+#else
+    return host_lanes<uint32_t>([=](unsigned, FPSCR &fpscr) {
+        return fplibFixedToFP<uint32_t>(integer, 0, false, FPRoundingMode(fpscr), fpscr);
+    })[0];
+#endif
+}
+
 } // namespace sve
