@@ -101,7 +101,7 @@ inline unsigned long fp_square_root(unsigned long x) {
 
 // Sum and difference, by whether the sign of op2 is inverted.
 template <FPPattern T>
-inline T fp_add(T op1, T op2, int negate, FPSCR &fpscr) {
+[[gnu::always_inline]] inline T fp_add(T op1, T op2, int negate, FPSCR &fpscr) {
     const int mode = fp_mode_word(fpscr);
     fp_flags flags(fpscr);
     const unpacked a = fp_unpack(op1, mode, flags);
@@ -125,7 +125,7 @@ inline T fp_add(T op1, T op2, int negate, FPSCR &fpscr) {
 
 // The products of FPMul and FPMulX, which differ in infinity times zero.
 template <bool extended, FPPattern T>
-inline T fp_mul(T op1, T op2, FPSCR &fpscr) {
+[[gnu::always_inline]] inline T fp_mul(T op1, T op2, FPSCR &fpscr) {
     const int mode = fp_mode_word(fpscr);
     fp_flags flags(fpscr);
     const unpacked a = fp_unpack(op1, mode, flags);

@@ -204,7 +204,8 @@ inline T fp_process_nan(T x, int mode, int *flags) {
 // The same for operands of which at least one is a NaN: the first signalling one, or else the
 // first quiet one.
 template <FPPattern T>
-inline T fp_process_nans(std::initializer_list<T> operands, int mode, int *flags) {
+[[gnu::noinline, gnu::cold]] T fp_process_nans(std::initializer_list<T> operands, int mode,
+                                               int *flags) {
     for (const T x : operands)
         if (is_signalling(x))
             return fp_process_nan(x, mode, flags);

@@ -175,7 +175,7 @@ template <FPPattern U, FPPattern T>
 U fplibFPToFixed(T op, int fbits, bool unsigned_, FPRounding rounding, FPSCR &fpscr);
 
 // From an integer of 64 bits, with `fbits` of its low bits as fraction. Extend a narrower one by
-// its signedness first. Of the modes only the first four.
+// its signedness first. Of the modes only the first four. FZ16 has no effect.
 template <FPPattern T>
 T fplibFixedToFP(unsigned long op, int fbits, bool unsigned_, FPRounding rounding, FPSCR &fpscr);
 

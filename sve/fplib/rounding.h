@@ -43,7 +43,8 @@ constexpr T fp_overflow(int sgn, int rm, int *flags) {
 // on both sides. `rm` is any mode but FPRounding_TIEAWAY, and not taken from `mode`, because the
 // conversions round in a mode of their own.
 template <FPPattern T>
-inline T fp_round(int sgn, int exp, unsigned long mnt, int rm, int mode, int *flags) {
+[[gnu::always_inline]] inline T fp_round(int sgn, int exp, unsigned long mnt, int rm, int mode,
+                                         int *flags) {
     using f = format<T>;
     const bool tiny = exp < 1;
     if (tiny) [[unlikely]] {

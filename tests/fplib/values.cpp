@@ -13,7 +13,7 @@ struct layout {
     unsigned bias() const { return max_exponent() / 2; }
     uint64_t sign() const { return uint64_t{1} << (width - 1); }
     uint64_t fraction_mask() const { return (uint64_t{1} << fraction_bits) - 1; }
-    uint64_t mask() const { return sign() | (sign() - 1); }
+    uint64_t largest() const { return sign() - fraction_mask() - 2; }
     unsigned exponent(uint64_t x) const { return x >> fraction_bits & max_exponent(); }
 };
 
@@ -25,12 +25,18 @@ layout layout_of(char kind) {
     return kind == 'h' ? layout{16, 10} : kind == 's' ? layout{32, 23} : layout{64, 52};
 }
 
-// A product as the library has it: only its being close to the true one matters here.
+// Products and quotients as the library has them: only their being close to the true ones matters here.
 uint64_t product(char kind, uint64_t a, uint64_t b, unsigned rounding) {
     FPSCR fpscr{rounding << FPSCR::RMode_shift};
     return kind == 'h'   ? FPMul(static_cast<h>(a), static_cast<h>(b), fpscr)
            : kind == 's' ? FPMul(static_cast<s>(a), static_cast<s>(b), fpscr)
                          : FPMul(static_cast<d>(a), static_cast<d>(b), fpscr);
+}
+uint64_t quotient(char kind, uint64_t a, uint64_t b, unsigned rounding) {
+    FPSCR fpscr{rounding << FPSCR::RMode_shift};
+    return kind == 'h'   ? FPDiv(static_cast<h>(a), static_cast<h>(b), fpscr)
+           : kind == 's' ? FPDiv(static_cast<s>(a), static_cast<s>(b), fpscr)
+                         : FPDiv(static_cast<d>(a), static_cast<d>(b), fpscr);
 }
 
 uint64_t draw_fraction(const layout &format, random_numbers &random) {
@@ -85,6 +91,15 @@ uint64_t draw_pattern(const layout &format, random_numbers &random) {
     return sign | exponent << format.fraction_bits | fraction;
 }
 
+// Zeros, infinities, and NaNs of both sorts with and without payloads.
+uint64_t draw_special(const layout &format, random_numbers &random) {
+    const uint64_t infinity = format.largest() + 1, quiet = (format.fraction_mask() + 1) / 2;
+    const uint64_t payload = random.one_in(2) ? 1 : (random.next() & (quiet - 1)) | 1;
+    const uint64_t magnitudes[] = {0, infinity, infinity | quiet, infinity | quiet | payload,
+                                   infinity | payload};
+    return (random.one_in(2) ? format.sign() : 0) | magnitudes[random.below(5)];
+}
+
 uint64_t draw_integer(unsigned width, random_numbers &random) {
     const uint64_t mask = ~uint64_t{0} >> (64 - width);
     const unsigned place = random.below(width);
@@ -109,7 +124,8 @@ uint64_t draw_integer(unsigned width, random_numbers &random) {
 }
 
 // A pattern chosen by another of the same format.
-uint64_t draw_beside(const layout &format, uint64_t other, random_numbers &random) {
+uint64_t draw_beside(char kind, uint64_t other, random_numbers &random) {
+    const layout format = layout_of(kind);
     const int exponent = static_cast<int>(format.exponent(other)),
               bias = static_cast<int>(format.bias());
     const int max = static_cast<int>(format.max_exponent()),
@@ -118,19 +134,27 @@ uint64_t draw_beside(const layout &format, uint64_t other, random_numbers &rando
     const auto distance =
         static_cast<int>(random.below(2 * format.fraction_bits + 8)) - fraction - 4;
     int chosen = exponent;
-    switch (random.below(6)) {
+    switch (random.below(7)) {
     case 0: // the same, its negative, or next to it
         return (other + random.below(5) - 2) ^ (random.one_in(2) ? format.sign() : 0);
-    case 1: // as far as an alignment of mantissas reaches
+    case 1: { // product with the other, or quotient of it, next to where something begins or ends
+        const uint64_t smallest_normal = format.fraction_mask() + 1;
+        const uint64_t edges[] = {1, smallest_normal, 2 * smallest_normal, format.largest()};
+        const uint64_t edge = edges[random.below(4)] + random.below(2), direction = random.below(4);
+        const uint64_t factor = random.one_in(2) ? quotient(kind, edge, other, direction)
+                                                 : quotient(kind, other, edge, direction);
+        return factor ^ (random.one_in(2) ? format.sign() : 0);
+    }
+    case 2: // as far as an alignment of mantissas reaches
         chosen = exponent + distance;
         break;
-    case 2: // product at the edge of the denormals, or below
+    case 3: // product at the edge of the denormals, or below
         chosen = bias - exponent + (random.one_in(2) ? around : -fraction + around);
         break;
-    case 3: // product at overflow
+    case 4: // product at overflow
         chosen = bias - exponent + max + around;
         break;
-    case 4: // quotient other / this at the edge of the denormals, or at overflow
+    case 5: // quotient other / this at the edge of the denormals, or at overflow
         chosen = exponent + bias -
                  (random.one_in(2) ? max + around : around - fraction * random.one_in(2));
         break;
@@ -148,7 +172,7 @@ uint64_t draw_operand(char kind, random_numbers &random) {
         return draw_pattern(layout_of(kind), random);
     if (kind == 'i' || kind == 'w' || kind == 'x')
         return draw_integer(kind == 'i' ? 16 : kind == 'w' ? 32 : 64, random);
-    return random.next();
+    return kind == 'f' && random.one_in(2) ? 0 : random.next(); // integers have no fraction bits
 }
 
 } // namespace
@@ -219,17 +243,23 @@ operands draw_operands(const char *kinds, random_numbers &random) {
     case 1:
     case 2:
         if (of_this_kind(1))
-            x.b = draw_beside(format, x.a, random);
+            x.b = draw_beside(kind, x.a, random);
         break;
     default:
         break;
     }
+    if (random.one_in(16)) {
+        for (size_t i = 0; i < count; i++)
+            if (of_this_kind(i) && !random.one_in(3))
+                *each[i] = draw_special(format, random);
+        return restrict(kinds, x);
+    }
     // The addend of a multiply-add comes first. By the product, cancelled by it, or in its reach.
     if (of_this_kind(2) && !random.one_in(4)) {
         if (random.one_in(2))
-            x.c = draw_beside(format, x.b, random);
+            x.c = draw_beside(kind, x.b, random);
         x.a = product(kind, x.b, x.c, random.below(4));
-        x.a = random.one_in(2) ? x.a ^ format.sign() : draw_beside(format, x.a, random);
+        x.a = random.one_in(2) ? x.a ^ format.sign() : draw_beside(kind, x.a, random);
     }
     return restrict(kinds, x);
 }

@@ -217,10 +217,19 @@ TYPED_TEST(FPLib, ProductsQuotientsRoots) {
         {"exact", FPDiv, {p<T>(-6), p<T>(3)}, p<T>(-2)},
         {"of denormals", FPDiv, {6, 3}, p<T>(2)},
         {"tie", FPDiv, {3, p<T>(2)}, 2, UFC | IXC},
+        {"just above a tie", FPDiv, {p<T>(1), p<T>(1) - 1}, p<T>(1) + 1, IXC},
     });
+    // A number with as many bits as the format, and its square plus 7 without the lower half, which
+    // is zeros: the root is above the number by so little that only the remainder tells.
+    const int bits = e::fraction_bits + 1;
+    const T number = sizeof(T) == 2 ? 0x74b : sizeof(T) == 4 ? 0xe73f4b : 0x1b44'9c63'673f'4b;
+    const T above = sizeof(T) == 2 ? 0x6a6 : sizeof(T) == 4 ? 0xd0e349 : 0x173c'5b03'60fb'ff;
+    const T root = p<T>(std::ldexp(number, 1 - bits)), square = p<T>(std::ldexp(above, 2 - bits));
     check<T, T>({
         {"exact root", FPSqrt, {p<T>(4)}, p<T>(2)},
         {"exact root, odd exponent", FPSqrt, {p<T>(2.25)}, p<T>(1.5)},
+        {"just above a number", FPSqrt, {square}, root, IXC},
+        {"just above a number, up", FPSqrt, {square}, root + 1, IXC, to_plus},
         {"minus zero", FPSqrt, {p<T>(-0.0)}, p<T>(-0.0)},
         {"negative", FPSqrt, {p<T>(-1)}, e::nan, IOC},
         {"minus infinity", FPSqrt, {e::minus_inf}, e::nan, IOC},

@@ -133,6 +133,7 @@ TEST(FPLibConvert, ToIntegers) {
         {"2^63", to_integer, {p<dbl>(0x1p63), 0, false, zero}, ~0ul >> 1, IOC},
         {"-2^63", to_integer, {p<dbl>(-0x1p63), 0, false, zero}, 1ul << 63},
         {"2^63 unsigned", to_integer, {p<dbl>(0x1p63), 0, true, zero}, 1ul << 63},
+        {"-1 unsigned", to_integer, {p<dbl>(-1), 0, true, zero}, 0, IOC},
         {"2^64 unsigned", to_integer, {p<dbl>(0x1p64), 0, true, zero}, ~0ul, IOC},
         {"-infinity", to_integer, {~0ul << 52, 0, false, zero}, 1ul << 63, IOC},
     });
