@@ -76,7 +76,8 @@ constexpr uint32_t mxcsr_of(unsigned rounding) {
 
 // Instructions that round. The host detects underflow after rounding and the architecture before, so that
 // the host's flag isn't used: the exact result is below the smallest normal number if what it is rounded to
-// towards zero is, and isn't an exact zero. That also tells what flush mode flushes.
+// towards zero is, and isn't an exact zero. That also tells what flush mode flushes; the host's own flush
+// mode decides after rounding, too, and isn't used.
 template <class R, class T, auto instructions>
 outcome rounded_by_host(T a, T b, T c, uint32_t word) {
     uint32_t raised = mxcsr_of(rounding_of(word)), raised_towards_zero = mxcsr_of(FPRounding_ZERO);
@@ -111,11 +112,11 @@ outcome binary_by_host(const operands &x, uint32_t word) {
     return result;
 }
 
-// A quiet NaN as addend doesn't hide an invalid product; what the host raises with NaNs isn't asked.
+// Infinity times zero. A quiet NaN as addend doesn't hide it; the host isn't asked about NaNs.
 template <class T>
 bool invalid_product(T a, T b) {
-    return !nan(a) && !nan(b) && magnitude(a) + magnitude(b) == layout_of<T>::infinity &&
-           (finite(a) != finite(b)) && (magnitude(a) == 0 || magnitude(b) == 0);
+    return (magnitude(a) == 0 || magnitude(b) == 0) &&
+           magnitude(a) + magnitude(b) == layout_of<T>::infinity;
 }
 
 template <class T, auto instructions>
