@@ -1,6 +1,6 @@
 # Thin front of the CMake presets. `make run` and `make test` do all the set-up on a fresh machine.
-PROGRAM ?= build/stage/share/sverun/examples/checksum
-ARGS    ?= examples/checksum.c
+PROGRAM ?= build/stage/share/sverun/examples/letters
+ARGS    ?= examples/letters.c
 JOBS    ?= $(shell nproc)
 
 export CTEST_PARALLEL_LEVEL ?= $(JOBS)

@@ -111,7 +111,8 @@ inline void write_back(cpu_state *state, const CpuContext &context) {
 }
 
 template <auto function, class... Operand>
-void call_reference(to_none, cpu_state *state, uint32_t word, CpuContext *context) {
+void call_reference(to_none, [[maybe_unused]] cpu_state *state, [[maybe_unused]] uint32_t word,
+                    CpuContext *context) {
     function(operand_value(state, Operand::read(word))..., context);
 }
 

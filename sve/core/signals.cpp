@@ -4,8 +4,11 @@
 
 #include <cstdio>
 
-int SVEFaultRegion;
-sigjmp_buf sveFaultJB;
+constinit thread_local volatile int SVEFaultRegion = 0;
+constinit thread_local sigjmp_buf sveFaultJB = {};
+
+constinit std::mutex sve::fault_actions_mutex;
+constinit thread_local volatile bool sve::probing = false;
 
 CpuContext cpu_ctxt;
 CpuContext *ctxt;
@@ -38,7 +41,12 @@ void SVESigHandler(int signal, siginfo_t *, void *) {
     }
     struct sigaction action = {};
     action.sa_handler = SIG_DFL;
-    set_fault_action(action);
+    if (sve::probing) {
+        set_fault_action(action);
+    } else {
+        const std::lock_guard lock(sve::fault_actions_mutex);
+        set_fault_action(action);
+    }
     fprintf(stderr,
             "ovrin's SVESigHandler caught signal %s from the process being emulated, passing it to "
             "the default signal handler.\n",

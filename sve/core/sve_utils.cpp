@@ -1,11 +1,19 @@
 #include "sve/core/sve_utils.h"
 
 #include "sve/core/host_fp.h"
+#include "sve/fp/arithmetic.h"
+#include "sve/fp/compares.h"
+#include "sve/fp/conversions.h"
+#include "sve/fp/reductions.h"
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/logic.h"
 #include "sve/integer/reductions.h"
 #include "sve/integer/saturating.h"
 #include "sve/integer/shifts.h"
+#include "sve/memory/contiguous.h"
+#include "sve/memory/first_fault.h"
+#include "sve/memory/gathers.h"
+#include "sve/memory/structures.h"
 #include "sve/permute/broadcast.h"
 #include "sve/permute/extraction.h"
 #include "sve/permute/reorder.h"
@@ -51,6 +59,14 @@ static constexpr const handler_rows *families[] = {
     &broadcast_rows,
     &reorder_rows,
     &extraction_rows,
+    &contiguous_rows,
+    &structure_rows,
+    &gather_rows,
+    &first_fault_rows,
+    &fp_arithmetic_rows,
+    &fp_compare_rows,
+    &fp_reduction_rows,
+    &fp_conversion_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {

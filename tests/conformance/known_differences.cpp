@@ -1,6 +1,7 @@
 #include "tests/conformance/known_differences.h"
 
 #include "sve/core/bits.h"
+#include "tests/conformance/memory_forms.h"
 
 #include <bit>
 #include <cstring>
@@ -54,7 +55,7 @@ static bool always(uint32_t) {
 }
 
 // The even or the odd elements of Pm:Pn, all bits of each.
-static void unzip_predicates(uint32_t word, machine_state &state) {
+static void unzip_predicates(const char *, uint32_t word, machine_state &state) {
     const unsigned element_bits = 1u << bits(word, 23, 22), odd = bits(word, 10, 10);
     uint8_t pair[2 * predicate_bytes], result[predicate_bytes] = {};
     memcpy(pair, state.p[bits(word, 8, 5)], predicate_bytes);
@@ -67,6 +68,17 @@ static void unzip_predicates(uint32_t word, machine_state &state) {
     memcpy(state.p[bits(word, 3, 0)], result, predicate_bytes);
 }
 
+// ---- First-fault and non-fault loads --------------------------------------------------------------
+
+static bool is_left_to_the_model(uint32_t) {
+    return !processor_loads_speculatively;
+}
+
+// FFR then shows how far the processor came.
+static void set_ffr(uint32_t, machine_state &state) {
+    memset(state.ffr, 0xff, sizeof state.ffr);
+}
+
 // ---- The table ------------------------------------------------------------------------------------
 
 static constexpr char refused_shift[] =
@@ -76,6 +88,12 @@ static constexpr char refused_index[] = "processors refuse index register 31; he
 static constexpr char refused_prefetch[] = "processors refuse index register 31; here it is no-op";
 static constexpr char wrong_unzip[] =
     "the processor emulator gives wrong bits at lengths that are no power of two";
+
+static constexpr char wrong_speculation[] =
+    "processors stop where they like, and the processor emulator takes wrong predicate bits";
+
+static constexpr char early_stop[] =
+    "processors may stop at any element behind the first active one";
 
 static constexpr known_difference table[] = {
     {"VecU8AddVIX", is_shifted, refused_shift, with_immediate_0},
@@ -90,11 +108,14 @@ static constexpr known_difference table[] = {
     {"VecU64XorVIX", is_reserved_mask, refused_mask},
     {"VecS64DupMaskI", is_reserved_mask, refused_mask},
     // All but the first-fault loads.
-    {"Vec*Load[!F]*SSZ", has_index_31, refused_index, with_zero_register, nullptr,
+    {"Vec*Load[!F]*SSZ", has_index_31, refused_index, with_zero_register, nullptr, nullptr,
      clear_zero_register},
-    {"Vec*Store*SSZ", has_index_31, refused_index, with_zero_register, nullptr,
+    {"Vec*Store*SSZ", has_index_31, refused_index, with_zero_register, nullptr, nullptr,
      clear_zero_register},
     {"Vec*Prefetch?LSS", has_index_31, refused_prefetch, nop},
+    {"Vec*CLoad[FN]F*", is_left_to_the_model, wrong_speculation, nullptr, load_speculatively},
+    {"Vec*64LoadFF*", always, early_stop, nullptr, nullptr, complete_load, set_ffr},
+    {"Vec*32LoadFF*", always, early_stop, nullptr, nullptr, complete_load, set_ffr},
     {"VecP*Uzp[12]PP", always, wrong_unzip, nullptr, unzip_predicates},
 };
 

@@ -16,10 +16,16 @@ struct known_difference {
     // - The processor runs this word.
     uint32_t (*stand_in)(uint32_t word) = nullptr;
     // - A plain model turns the state before the instruction into the one behind it.
-    void (*model)(uint32_t word, machine_state &state) = nullptr;
+    void (*model)(const char *handler, uint32_t word, machine_state &state) = nullptr;
+
+    // - The processor runs the word, and this goes on where the architecture let it stop.
+    void (*complete)(const char *handler, uint32_t word, const machine_state &before,
+                     machine_state &state) = nullptr;
 
     // Changes the state that all sides start from.
     void (*prepare)(uint32_t word, machine_state &state) = nullptr;
+
+    bool asks_processor() const { return stand_in || complete; }
 };
 
 // The differences of a handler.

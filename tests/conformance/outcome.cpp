@@ -28,14 +28,16 @@ static bool equal(const void *a, const void *b, size_t bytes) {
 
 // ---- Memory ---------------------------------------------------------------------------------------
 
+// Two pages that meet at 4 GiB, if they can: addresses of 32 bits reach the first one only.
 std::span<uint8_t> arena() {
-    static const std::span<uint8_t> middle_page = [] {
+    static const std::span<uint8_t> middle_pages = [] {
         const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-        auto *pages = static_cast<uint8_t *>(
-            mmap(nullptr, 3 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-        return std::span(pages + page, page);
+        auto *pages =
+            static_cast<uint8_t *>(mmap(reinterpret_cast<void *>((uint64_t{1} << 32) - 2 * page),
+                                        4 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        return std::span(pages + page, 2 * page);
     }();
-    return middle_page;
+    return middle_pages;
 }
 
 static std::vector<uint8_t> contents;

@@ -1,0 +1,48 @@
+#include "sve/core/stubs.h"
+#include "sve/memory/structures.h"
+
+using namespace sve;
+using namespace sve::memory;
+
+// Register r of a structure.
+template <unsigned size, unsigned r>
+struct Member {
+    static constexpr aarch64_z_reg read(uint32_t word) {
+        aarch64_z_reg zt = Zd<size>::read(word);
+        zt.num = (zt.num + r) % 32;
+        return zt;
+    }
+};
+
+// Direct routines get Zt alone; the reference functions of stores get the members behind their other operands.
+template <unsigned count, unsigned size, auto routine, auto function, class Offset>
+static consteval handler_row load_row(const char *name, const decode_map *map, unsigned key) {
+    return {name, map, key, direct<routine, Zd<size>, Pg<Z>, Base, Offset>,
+            reference<function, to_z_group<count>, Pg<Z>, Base, Offset>};
+}
+template <unsigned count, unsigned size, auto routine, auto function, class Offset>
+static consteval handler_row store_row(const char *name, const decode_map *map, unsigned key) {
+    return [&]<unsigned... r>(std::integer_sequence<unsigned, r...>)->handler_row {
+        return {name, map, key, direct<routine, Zd<size>, Pg<plain>, Base, Offset>,
+                reference<function, to_none, Pg<plain>, Base, Offset, Member<size, r>...>};
+    }
+    (std::make_integer_sequence<unsigned, count>{});
+}
+
+#define FORM(shape, type, count, op, bytes, routine, immediate_key, index_key)                     \
+    shape<count, size_of<type>, sve_##routine##_zpri, Vec##type##E##count##op##bytes##SIZ,         \
+          SImm<19, 16>>("Vec" #type "E" #count #op #bytes "SIZ", &decode_map__31_20__15_13,        \
+                        immediate_key),                                                            \
+        shape<count, size_of<type>, sve_##routine##_scaled_zprr,                                   \
+              Vec##type##E##count##op##bytes##LSSZ, Index>(                                        \
+            "Vec" #type "E" #count #op #bytes "LSSZ", &decode_map__31_21__15_13, index_key),
+#define STRUCTURES(type, count, bytes, letter, load_immediate_key, load_index_key,                 \
+                   store_immediate_key, store_index_key)                                           \
+    FORM(load_row, type, count, Load, bytes, ld##count##letter, load_immediate_key,                \
+         load_index_key)                                                                           \
+    FORM(store_row, type, count, Store, bytes, st##count##letter, store_immediate_key,             \
+         store_index_key)
+
+static constexpr handler_row rows[] = {SVE_STRUCTURE_FORMS(STRUCTURES)};
+
+constinit const handler_rows sve::structure_rows = rows;
