@@ -3,12 +3,14 @@
 #include "platform/src/memory.h"
 #include "platform/src/modules.h"
 #include "platform/src/rewrite.h"
+#include "platform/src/signal_actions.h"
 #include "platform/src/trampolines.h"
 
 #include <cstring>
 #include <dlfcn.h>
 #include <iterator>
 #include <link.h>
+#include <sys/auxv.h>
 
 namespace platform {
 
@@ -107,9 +109,12 @@ struct {
 void nothing() {}
 
 // The loader calls this while it relocates this library, which is after the executable has been
-// mapped and before any function of it is called. It empties the executable's list of functions
-// that the loader is to call before all constructors, and keeps it for run_preinit_functions.
-extern "C" __attribute__((used)) void (*sve_platform_early())() {
+// mapped and before any function of it is called. From here on traps are handled. It empties the
+// executable's list of functions that the loader is to call before all constructors, and keeps it
+// for run_preinit_functions.
+extern "C" __attribute__((used)) void (*sve_platform_early(uint64_t capabilities))() {
+    if (!(capabilities & HWCAP_SVE)) // else the start refuses
+        take_traps();
     const link_map *program = _r_debug.r_map;
     Elf64_Dyn *size = nullptr;
     uintptr_t array = 0;

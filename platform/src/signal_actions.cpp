@@ -146,18 +146,25 @@ void platform::reset_application_action(int signal) {
     set_action(signal, &reset, &old);
 }
 
-void platform::take_own_signals(void (*handler)(int, siginfo_t *, void *)) {
-    for (const int signal : {SIGILL, SIGSEGV, SIGBUS}) {
-        // A trap's handler works under the patch lock. That of a fault may be left by a jump.
-        const signal_action action = {reinterpret_cast<uint64_t>(handler),
-                                      SA_SIGINFO | SA_ONSTACK | SA_RESTART | SA_NODEFER, 0,
-                                      signal == SIGILL ? ~signal_set{0} : ~own_signals};
-        signal_action inherited;
-        set_kernel_action(signal, &action, &inherited);
-        // What has been set through the functions below is there already.
-        if (inherited.handler != reinterpret_cast<uint64_t>(&on_signal))
-            application_actions[signal].store(inherited);
-    }
+static void take_own_signal(int signal) {
+    // A trap's handler works under the patch lock. That of a fault may be left by a jump.
+    const signal_action action = {reinterpret_cast<uint64_t>(&on_signal),
+                                  SA_SIGINFO | SA_ONSTACK | SA_RESTART | SA_NODEFER, 0,
+                                  signal == SIGILL ? ~signal_set{0} : ~own_signals};
+    signal_action inherited;
+    set_kernel_action(signal, &action, &inherited);
+    // What has been set through the functions below is there already.
+    if (inherited.handler != action.handler)
+        application_actions[signal].store(inherited);
+}
+
+void platform::take_traps() {
+    take_own_signal(SIGILL);
+}
+
+void platform::take_own_signals() {
+    for (const int signal : {SIGILL, SIGSEGV, SIGBUS})
+        take_own_signal(signal);
     process = getpid();
     own_signals_taken = true;
 }

@@ -43,9 +43,12 @@ signal_action client_action(int signal);
 // Sets the default action for the application, as its flag SA_RESETHAND asks for.
 void reset_application_action(int signal);
 
-// Takes the signals that emulation needs from the kernel. Once, at the start; until then they are
-// the application's as without us.
-void take_own_signals(void (*handler)(int, siginfo_t *, void *));
+// Takes SIGILL from the kernel, before everything else. Until the start the rest is the application's
+// as without us.
+void take_traps();
+
+// Takes the other signals that emulation needs, and SIGILL again. Once, at the start.
+void take_own_signals();
 
 // Gives one of them the default action. The next one ends the process.
 void give_up_own_signal(int signal);

@@ -7,6 +7,7 @@
 #include "platform/src/rewrite.h"
 #include "platform/src/sequence.h"
 #include "platform/src/signal_actions.h"
+#include "platform/src/start.h"
 #include "platform/src/thread.h"
 #include "platform/src/trampolines.h"
 #include "platform/src/traps.h"
@@ -141,6 +142,7 @@ bool resume(mcontext_t &machine) {
         machine.pc += 4;
         return true;
     }
+    start_platform();
     count(counters.traps);
     bool resumed = false;
     run_on_platform_stack([&] { resumed = resume(machine); });
@@ -210,6 +212,6 @@ void platform::on_signal(int signal, siginfo_t *info, void *argument) {
 
 void platform::start_signal_support() {
     libc();
-    take_own_signals(on_signal);
+    take_own_signals();
     exchange_mask(exchange_mask(~signal_set{0}) & ~own_signals);
 }

@@ -1,6 +1,6 @@
 // The platform's way into a process, and what it says of itself to clients. The library is
-// preloaded; its constructor runs before any code of the main module, loads the client and calls
-// dr_client_main.
+// preloaded; its constructor runs before any code of the main module but what other libraries'
+// constructors call there. It loads the client and calls dr_client_main.
 //
 // What the launcher hands over in the environment, taken out again here unless SVERUN_FOLLOW is there: then
 // the programs that this one becomes or starts are emulated too.
@@ -11,6 +11,7 @@
 //     SVERUN_REPORT          set: what the platform has done is told at the end
 //     SVERUN_FOLLOW          set: all of this stays in the environment
 
+#include "platform/src/start.h"
 #include "platform/include/dr_api.h"
 #include "platform/src/loading.h"
 #include "platform/src/message.h"
@@ -133,7 +134,13 @@ void load_client(const char *client_path, const char *words) {
     });
 }
 
-[[gnu::constructor]] void start(int argc, char **argv, char **environment) {
+} // namespace
+
+void platform::start_platform() {
+    static bool started;
+    if (started)
+        return;
+    started = true;
     if (getauxval(AT_HWCAP) & HWCAP_SVE)
         refuse(126, "this processor has SVE: run the program directly");
 
@@ -163,10 +170,12 @@ void load_client(const char *client_path, const char *words) {
 
     load_client(client_path, words);
     start_process_support();
-    run_preinit_functions(argc, argv, environment);
 }
 
-} // namespace
+[[gnu::constructor]] static void start(int argc, char **argv, char **environment) {
+    start_platform();
+    run_preinit_functions(argc, argv, environment);
+}
 
 // ---- What clients see --------------------------------------------------------------------------
 

@@ -63,6 +63,30 @@ known_loop_end:
 static std::atomic<unsigned> seen_in_loop;
 static std::atomic<uint64_t> loop_sp;
 
+// Where code from files is: what a handler may find the program in. Emulation's own code is not there.
+static struct { uint64_t start, end; } text[64];
+static unsigned text_count;
+static void find_text() {
+    FILE *file = fopen("/proc/self/maps", "r");
+    char line[4200], protection[5];
+    while (file && text_count < 64 && fgets(line, sizeof line, file)) {
+        auto &found = text[text_count];
+        if (sscanf(line, "%lx-%lx %4s", &found.start, &found.end, protection) == 3 &&
+            protection[2] == 'x' && strchr(line, '/'))
+            text_count++;
+    }
+    if (file)
+        fclose(file);
+}
+static bool is_in_text(uint64_t pc) {
+    for (unsigned i = 0; i < text_count; i++)
+        if (pc >= text[i].start && pc < text[i].end)
+            return true;
+    // The kernel's own two instructions: mov x8, #139; svc #0.
+    const uint32_t word = *reinterpret_cast<const uint32_t *>(pc);
+    return word == 0xd2801168 || word == 0xd4000001;
+}
+
 static const fpsimd_context *vectors(const mcontext_t &machine) {
     auto *record = reinterpret_cast<const _aarch64_ctx *>(machine.__reserved);
     while (record->magic != FPSIMD_MAGIC)
@@ -74,6 +98,7 @@ static const fpsimd_context *vectors(const mcontext_t &machine) {
 static void on_tick(int, siginfo_t *, void *context) {
     auto &machine = static_cast<ucontext_t *>(context)->uc_mcontext;
     const uint64_t pc = machine.pc;
+    EXPECT(is_in_text(pc));
     if (pc < reinterpret_cast<uint64_t>(known_loop) ||
         pc >= reinterpret_cast<uint64_t>(known_loop_end))
         return;
@@ -95,6 +120,7 @@ static void on_tick(int, siginfo_t *, void *context) {
 }
 
 int main() {
+    find_text();
     const two_timers timers(on_tick);
     while (seen_in_loop < 120)
         EXPECT(known_registers() == 0);

@@ -12,18 +12,16 @@
 static void short_ones_beside_long_ones() {
     std::atomic<bool> done = false;
     std::vector<std::thread> long_ones;
-    for (uint32_t t = 0; t < 3; t++)
+    for (uint32_t t = 0; t < 2; t++)
         long_ones.emplace_back([&done, t] {
             for (uint32_t i = 0; !done; i++)
                 EXPECT_WORK(t + i, 30);
         });
-    for (int round = 0; round < 2; round++) {
-        std::vector<std::thread> short_ones;
-        for (uint32_t t = 0; t < 64; t++)
-            short_ones.emplace_back([t] { EXPECT_WORK(t, 3 + t % 5); });
-        for (std::thread &thread : short_ones)
-            thread.join();
-    }
+    std::vector<std::thread> short_ones;
+    for (uint32_t t = 0; t < 64; t++)
+        short_ones.emplace_back([t] { EXPECT_WORK(t, 3 + t % 5); });
+    for (std::thread &thread : short_ones)
+        thread.join();
     done = true;
     for (std::thread &thread : long_ones)
         thread.join();
@@ -62,14 +60,14 @@ static void destructors() {
                 pthread_setspecific(keys[0], reinterpret_cast<void *>(1));
             }).join();
     };
-    run_threads(4, true);
-    run_threads(4, false);
+    run_threads(2, true);
+    run_threads(2, false);
     const size_t before = mapped_kilobytes();
-    run_threads(20, true);
-    run_threads(20, false);
-    EXPECT(mapped_kilobytes() < before + 600);
-    EXPECT(rounds == 48 * (PTHREAD_DESTRUCTOR_ITERATIONS - 1));
-    EXPECT(at_thread_end::destroyed == 24);
+    run_threads(8, true);
+    run_threads(8, false);
+    EXPECT(mapped_kilobytes() < before + 500);
+    EXPECT(rounds == 20 * (PTHREAD_DESTRUCTOR_ITERATIONS - 1));
+    EXPECT(at_thread_end::destroyed == 10);
 }
 
 // A timer that makes a thread for each notification.
@@ -88,7 +86,7 @@ static void timer_threads() {
     EXPECT(timer_create(CLOCK_MONOTONIC, &event, &timer) == 0);
     const itimerspec every_millisecond = {{0, 1'000'000}, {0, 1'000'000}};
     timer_settime(timer, 0, &every_millisecond, nullptr);
-    while (notified < 10)
+    while (notified < 5)
         EXPECT_WORK(6, 10);
     timer_delete(timer);
 }

@@ -12,14 +12,14 @@ int main() {
     signal(SIGALRM, [](int) { EXPECT_WORK(2, 3); });
     const itimerval fast = {{0, 1000}, {0, 1000}}, never = {};
     setitimer(ITIMER_REAL, &fast, nullptr);
-    for (int round = 0; round < 3; round++) {
+    for (int round = 0; round < 2; round++) {
         fresh_sites sites;
         std::barrier start(thread_count);
         std::vector<std::thread> threads;
         for (uint32_t t = 0; t < thread_count; t++)
             threads.emplace_back([&] {
                 start.arrive_and_wait();
-                for (uint32_t i = 0; i < 100; i++)
+                for (uint32_t i = 0; i < 60; i++)
                     EXPECT(sites.run(i / 2));
             });
         for (std::thread &thread : threads)

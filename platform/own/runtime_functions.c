@@ -1,5 +1,6 @@
 // A heap for clients alone: the program may bring its own malloc with instructions that are only just being
-// emulated. Clients use it while they are loaded and hardly later, so nothing is given back.
+// emulated. Clients use it while they are loaded and hardly later, so nothing is given back. And a list of
+// static objects to destroy, since the C library's takes memory from that malloc when it grows.
 #include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -54,4 +55,32 @@ void *realloc(void *block, size_t size) {
     if (new &&block)
         memcpy(new, block, *size_of(block) < size ? *size_of(block) : size);
     return new;
+}
+
+// ---- Static objects -----------------------------------------------------------------------------
+
+static struct exit_function {
+    void (*function)(void *);
+    void *argument;
+    struct exit_function *next;
+} * exit_functions;
+
+int __cxa_atexit(void (*function)(void *), void *argument, void *library);
+int __cxa_atexit(void (*function)(void *), void *argument, void *library) {
+    (void)library; // the one that this is linked into
+    struct exit_function *added = malloc(sizeof *added);
+    if (!added)
+        return -1;
+    *added = (struct exit_function){function, argument, exit_functions};
+    exit_functions = added;
+    return 0;
+}
+
+// The early priority puts it behind what the C library calls when the client's library ends, the exit event
+// among it.
+__attribute__((destructor(101))) static void destroy_static_objects(void) {
+    for (struct exit_function *next; exit_functions; exit_functions = next) {
+        next = exit_functions->next;
+        exit_functions->function(exit_functions->argument);
+    }
 }
