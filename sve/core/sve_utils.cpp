@@ -2,6 +2,8 @@
 
 #include "sve/core/host_fp.h"
 #include "sve/fp/arithmetic.h"
+#include "sve/fp/estimates.h"
+#include "sve/fp/multiply_add.h"
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/logic.h"
 #include "sve/integer/reductions.h"
@@ -61,6 +63,8 @@ static constexpr const handler_rows *families[] = {
     &gather_rows,
     &first_fault_rows,
     &fp_arithmetic_rows,
+    &multiply_add_rows,
+    &estimate_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {
