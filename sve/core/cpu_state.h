@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 // The emulated register file, the operand records that a decode stub hands to a direct routine, and
 // the result of every handler. Plain data: nothing here needs a platform.
@@ -139,4 +140,9 @@ inline void write_reg(cpu_state *state, aarch64_i_reg reg, uint64_t value) {
 }
 inline void write_reg(cpu_state *state, aarch64_i_rsp_reg reg, uint64_t value) {
     (reg.num == 31 ? state->sp : state->x[reg.num]) = value;
+}
+// The scalar at the low end of a V register; the rest of the Z row becomes 0.
+inline void write_v(cpu_state *state, unsigned num, uint64_t value) {
+    std::memset(state->z[num], 0, sve_vector_bytes);
+    std::memcpy(state->z[num], &value, sizeof value);
 }

@@ -61,4 +61,21 @@ consteval handler_row row_to(const char *name, const decode_map *map, unsigned k
                 reference<function, Destination, Operand...>};
 }
 
+// The same where the direct routine uses the host's floating-point instructions.
+template <auto routine, auto function, class Destination, class... Operand>
+consteval handler_row fp_row(const char *name, const decode_map *map, unsigned key) {
+    handler_row result = row<routine, function, Destination, Operand...>(name, map, key);
+    if constexpr (!std::is_null_pointer_v<decltype(routine)>)
+        result.handler = direct_fp<routine, Operand...>;
+    return result;
+}
+template <auto routine, auto function, class Destination, class Written, class... Operand>
+consteval handler_row fp_row_to(const char *name, const decode_map *map, unsigned key) {
+    handler_row result =
+        row_to<routine, function, Destination, Written, Operand...>(name, map, key);
+    if constexpr (!std::is_null_pointer_v<decltype(routine)>)
+        result.handler = direct_fp<routine, Written, Operand...>;
+    return result;
+}
+
 } // namespace sve

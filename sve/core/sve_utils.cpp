@@ -1,6 +1,10 @@
 #include "sve/core/sve_utils.h"
 
 #include "sve/core/host_fp.h"
+#include "sve/fp/arithmetic.h"
+#include "sve/fp/compares.h"
+#include "sve/fp/conversions.h"
+#include "sve/fp/reductions.h"
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/logic.h"
 #include "sve/integer/reductions.h"
@@ -59,6 +63,10 @@ static constexpr const handler_rows *families[] = {
     &structure_rows,
     &gather_rows,
     &first_fault_rows,
+    &fp_arithmetic_rows,
+    &fp_compare_rows,
+    &fp_reduction_rows,
+    &fp_conversion_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {

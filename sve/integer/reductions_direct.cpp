@@ -22,12 +22,6 @@ static T fold_lanes(const cpu_state *state, unsigned pg, unsigned zn, T identity
     return result;
 }
 
-// The value in the first doubleword of the row, zeros behind it.
-static void write_v(cpu_state *state, unsigned vd, uint64_t value) {
-    std::memset(state->z[vd], 0, sve_vector_bytes);
-    std::memcpy(state->z[vd], &value, sizeof value);
-}
-
 #define REDUCTION(name, Types, identity, op)                                                       \
     SVE_ROUTINE sve_##name##_vpz(cpu_state *state, unsigned int vd, aarch64_p_reg pg,              \
                                  aarch64_z_reg zn) {                                               \

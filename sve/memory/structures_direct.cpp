@@ -16,12 +16,29 @@ static auto member_rows(State *state, aarch64_z_reg zt) {
     return rows;
 }
 
+// Whether the structures may be accessed as a block.
+template <class Element, unsigned count>
+static bool are_block(const uint8_t *governing, uint64_t address) {
+    return all_active<Element>(governing) && is_block<Element>(address, count * sve_vector_bytes);
+}
+
 template <class Memory, class Element, unsigned count>
 aarch64_decode_rc sve_ldN_zpri(cpu_state *state, aarch64_z_reg zt, aarch64_p_reg pg,
                                aarch64_i_rsp_reg base, long offset) {
     const auto rows = member_rows<count>(state, zt);
     const uint8_t *governing = state->p[pg.num];
     uint64_t address = elements_away<Memory>(read_reg(state, base), static_cast<uint64_t>(offset));
+    if (are_block<Element, count>(governing, address)) {
+        Element source[elements<Element>][count];
+        std::memcpy(source, reinterpret_cast<const void *>(address), sizeof source);
+        Element member[count][elements<Element>];
+        for (unsigned e = 0; e < elements<Element>; e++)
+            for (unsigned r = 0; r < count; r++)
+                member[r][e] = source[e][r];
+        for (unsigned r = 0; r < count; r++)
+            std::memcpy(rows[r], member[r], sizeof member[r]);
+        return AARCH64_DECODE_OK;
+    }
     for (unsigned e = 0; e < elements<Element>; e++)
         for (const bool active = is_active<Element>(governing, e); uint8_t * row : rows) {
             const Element value = active ? load_memory<Memory>(address) : Memory{0};
@@ -37,6 +54,17 @@ static aarch64_decode_rc store(cpu_state *state, aarch64_z_reg zt, aarch64_p_reg
                                uint64_t address) {
     const auto rows = member_rows<count>(static_cast<const cpu_state *>(state), zt);
     const uint8_t *governing = state->p[pg.num];
+    if (are_block<Element, count>(governing, address)) {
+        Element member[count][elements<Element>];
+        for (unsigned r = 0; r < count; r++)
+            std::memcpy(member[r], rows[r], sizeof member[r]);
+        Element result[elements<Element>][count];
+        for (unsigned e = 0; e < elements<Element>; e++)
+            for (unsigned r = 0; r < count; r++)
+                result[e][r] = member[r][e];
+        std::memcpy(reinterpret_cast<void *>(address), result, sizeof result);
+        return AARCH64_DECODE_OK;
+    }
     for (unsigned e = 0; e < elements<Element>; e++, address += count * sizeof(Element)) {
         if (!is_active<Element>(governing, e))
             continue;

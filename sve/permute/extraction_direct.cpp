@@ -33,9 +33,7 @@ SVE_ROUTINE sve_lastb_rpz(cpu_state *state, aarch64_i_reg rd, aarch64_p_reg pg, 
 }
 
 SVE_ROUTINE sve_lastb_vpz(cpu_state *state, unsigned int vd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    const uint64_t element = last_element(state, pg, zn);
-    std::memset(state->z[vd], 0, sve_vector_bytes);
-    std::memcpy(state->z[vd], &element, sizeof element);
+    write_v(state, vd, last_element(state, pg, zn));
     return AARCH64_DECODE_OK;
 }
 

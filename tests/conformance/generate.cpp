@@ -283,6 +283,145 @@ static void draw_wide_elements(const trial_input &in) {
     });
 }
 
+// ---- Floating point -------------------------------------------------------------------------------
+
+// The widths of a format: sign, exponent and fraction, from the top.
+struct fp_format {
+    unsigned exponent_bits, fraction_bits;
+    unsigned width() const { return 1 + exponent_bits + fraction_bits; }
+};
+static constexpr fp_format fp_formats[] = {{5, 10}, {8, 23}, {11, 52}}; // half, single, double
+
+// Zeros, denormals, the ends of binades and of the whole range, infinities, NaNs of both kinds, small integers
+// and halves, the ends of integer types, and anything.
+static uint64_t choose_fp_value(fp_format format, uint64_t draw) {
+    const uint64_t max_exponent = (uint64_t{1} << format.exponent_bits) - 1;
+    const uint64_t fraction_mask = (uint64_t{1} << format.fraction_bits) - 1;
+    const uint64_t bias = max_exponent / 2;
+    const uint64_t noise = (draw ^ draw >> 29) * 0x9e3779b97f4a7c15 >> 7;
+    const uint64_t few = draw >> 8 & 3;
+    // All zeros, all ones, or a single bit, mostly at an end; a pattern whose rounding is a tie; or anything.
+    uint64_t fraction = 0;
+    switch (draw >> 10 & 7) {
+    case 0:
+    case 1:
+        fraction = few & 1 ? few >> 1 : fraction_mask - (few >> 1);
+        break;
+    case 2:
+        fraction = uint64_t{1} << noise % format.fraction_bits;
+        break;
+    case 3:
+        fraction = fraction_mask & ~(fraction_mask >> noise % format.fraction_bits);
+        break;
+    case 4:
+        fraction = uint64_t{1} << (format.fraction_bits - 1);
+        break;
+    default:
+        fraction = noise & fraction_mask;
+    }
+    uint64_t exponent;
+    switch (draw & 15) {
+    case 0:
+    case 1: // zero and denormals
+        exponent = 0;
+        if (few == 0)
+            fraction = 0;
+        break;
+    case 2: // infinity and NaNs
+        exponent = max_exponent;
+        if (few == 0)
+            fraction = 0;
+        break;
+    case 3:
+        exponent = 1 + few;
+        break;
+    case 4:
+        exponent = max_exponent - 1 - few;
+        break;
+    case 5: // around the largest integers of each type
+        exponent = bias + (8u << (noise & 3)) - few;
+        break;
+    case 6: // where integers have no or few bits behind the point
+        exponent = bias + format.fraction_bits - few;
+        break;
+    case 7: // whose products and squares are at the ends
+        exponent = (draw >> 20 & 1 ? bias / 2 : bias + bias / 2) + few - 1;
+        break;
+    case 8:
+    case 9:
+    case 10:
+    case 11: // near 1
+        exponent = bias + few - 2;
+        break;
+    default:
+        exponent = noise >> 20 & max_exponent;
+    }
+    exponent &= max_exponent;
+    const uint64_t sign = draw >> 40 & 1;
+    return sign << (format.width() - 1) | exponent << format.fraction_bits | fraction;
+}
+
+// In all vectors that may be operands. An element is often its neighbour in another operand, with another sign
+// or next to it: sums cancel then, and compares meet equals.
+static void draw_fp_operands(const trial_input &in, unsigned width) {
+    const fp_format &format = fp_formats[width == 16 ? 0 : width == 32 ? 1 : 2];
+    const uint8_t *other = in.state.emulated.z[bits(in.word, 4, 0)];
+    for (const register_field &field : register_fields) {
+        if (field.is_predicate || !field.is_in(in.row))
+            continue;
+        uint8_t *z = in.state.emulated.z[bits(in.word, field.high, field.low)];
+        for (unsigned i = 0; i < sve_vector_bytes; i += width / 8) {
+            const uint64_t draw = in.random.next();
+            uint64_t value = choose_fp_value(format, draw);
+            if ((draw >> 50 & 7) == 0) {
+                memcpy(&value, other + i, width / 8);
+                value ^= (draw >> 53 & 1) << (width - 1);
+                value += (draw >> 54 & 3) == 0;
+            }
+            memcpy(z + i, &value, width / 8);
+        }
+        other = z;
+    }
+}
+static void draw_halves(const trial_input &in) {
+    draw_fp_operands(in, 16);
+}
+static void draw_singles(const trial_input &in) {
+    draw_fp_operands(in, 32);
+}
+static void draw_doubles(const trial_input &in) {
+    draw_fp_operands(in, 64);
+}
+
+// Conversions: the letter or digit before VM is the source, which may be narrower than the element.
+static void draw_converted(const trial_input &in) {
+    const char *name = in.row.row->name;
+    switch (const char source = name[strlen(name) - 3]) {
+    case 'H':
+        return draw_fp_operands(in, 16);
+    case 'F':
+        return draw_fp_operands(in, 32);
+    case 'D':
+        return draw_fp_operands(in, 64);
+    default:
+        uint8_t *z = in.state.emulated.z[bits(in.word, 9, 5)];
+        draw_vector(z, z, 8 * static_cast<unsigned>(source - '0'), in.random);
+    }
+}
+
+// Exponents that take a number across its range, and just beyond.
+static void draw_scales(const trial_input &in) {
+    const unsigned width = element_bits(in.row.row->name);
+    draw_fp_operands(in, width);
+    uint8_t *z = in.state.emulated.z[bits(in.word, 9, 5)];
+    const unsigned reach = width == 16 ? 64 : width == 32 ? 600 : 5000;
+    for (unsigned i = 0; i < sve_vector_bytes; i += width / 8)
+        if (!in.random.one_in(4)) {
+            const int64_t scale = int64_t{in.random.below(reach)} - reach / 2;
+            memcpy(z + i, &scale, width / 8);
+        }
+}
+
 // Runs after the general values. It may change any register; base registers of a memory family must point
 // into arena().
 struct value_rule {
@@ -301,6 +440,14 @@ static constexpr value_rule value_rules[] = {
     {"Vec*Store*", draw_addresses},
     {"Vec*FillSI", draw_addresses},
     {"Vec*SpillSI", draw_addresses},
+    {"Vec*From[SU]?VM", draw_converted},
+    {"Vec*From[HFD]VM", draw_converted},
+    {"Vec*Extnd[HF]VM", draw_converted},
+    {"Vec*Trunc[FD]VM", draw_converted},
+    {"Vec*ScaleVVM", draw_scales},
+    {"VecF16*", draw_halves},
+    {"VecF32*", draw_singles},
+    {"VecD64*", draw_doubles},
 };
 
 static const value_rule *find_rule(const char *handler) {
