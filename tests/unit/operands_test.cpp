@@ -44,8 +44,8 @@ TEST(Operands, Vectors) {
         {CASE(Zm<B>),     0x240b1ac9, 11, 0, 5, 5},
         {CASE(Zd<Q>),     0x057023a3,  3, 4, 5, 5}, // dup z3.q, z29.q[1]
         {CASE(Zn<Q>),     0x057023a3, 29, 4, 5, 5},
-        {CASE(Zm_18_16<H>), 0x64750155, 5, 1, 5, 5}, // fmla z21.h, z10.h, z5.h[6]
-        {CASE(Zm_18_16<S>), 0x64b50555, 5, 2, 5, 5}, // fmls z21.s, z10.s, z5.s[2]
+        {CASE(Zm_18_16<H>), 0x64750155,  5, 1, 5, 5}, // fmla z21.h, z10.h, z5.h[6]
+        {CASE(Zm_18_16<S>), 0x64b50555,  5, 2, 5, 5}, // fmls z21.s, z10.s, z5.s[2]
         {CASE(Zm_19_16<D>), 0x64fd2155, 13, 3, 5, 5}, // fmul z21.d, z10.d, z13.d[1]
     });
 }
