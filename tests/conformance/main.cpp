@@ -111,7 +111,7 @@ int main(int argc, char **argv) {
                    row.row->reference ? ", both tiers" : "");
         return 0;
     }
-    if (const char *obstacle = open_processor()) {
+    if (const char *obstacle = open_processor(options.encodings != 0)) {
         fprintf(stderr, "conformance: %s\n", obstacle);
         return cannot_run_here;
     }
