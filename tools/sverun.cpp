@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <getopt.h>
 #include <optional>
@@ -38,6 +39,7 @@ struct request {
     std::optional<std::string> client; // in place of the client library installed with sverun
     std::string client_args;           // words for the client library, each ended by a newline
     bool trap_every_time = false;
+    bool report = false;
     std::string emulator = "qemu-aarch64";
     std::string cpu = "neoverse-n1"; // no SVE, and all that compilers take for granted beside it
     std::string sysroot;
@@ -56,6 +58,7 @@ const std::string help_text =
     "  --client-arg WORD  hand WORD to the client library; may be given several times\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
     "                     nothing: slow, for comparison and for finding faults\n"
+    "  --report           tell at the end how often it trapped, and about signals\n"
     "  --help             show this text\n"
     "  --version          show the version and the vector length\n"
     "\n"
@@ -80,13 +83,24 @@ refusal usage_error(const std::string &what) {
 }
 
 request parse_command_line(int argc, char **argv) {
-    enum { help = 256, version, client, client_arg, trap_every_time, emulator, cpu, sysroot };
+    enum {
+        help = 256,
+        version,
+        client,
+        client_arg,
+        trap_every_time,
+        report,
+        emulator,
+        cpu,
+        sysroot
+    };
     static constexpr option options[] = {
         {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},
         {"client", required_argument, nullptr, client},
         {"client-arg", required_argument, nullptr, client_arg},
         {"trap-every-time", no_argument, nullptr, trap_every_time},
+        {"report", no_argument, nullptr, report},
         {"emulator", required_argument, nullptr, emulator},
         {"cpu", required_argument, nullptr, cpu},
         {"sysroot", required_argument, nullptr, sysroot},
@@ -116,6 +130,9 @@ request parse_command_line(int argc, char **argv) {
             break;
         case trap_every_time:
             request.trap_every_time = true;
+            break;
+        case report:
+            request.report = true;
             break;
         case emulator:
             request.emulator = optarg;
@@ -216,6 +233,7 @@ void require_loader(const std::string &program, const std::string &loader,
         (self.parent_path() / SVERUN_LIBRARY_DIR).lexically_normal();
     const std::string preload = preload_list(library(installed / "libsve_platform.so"));
     const std::string client = library(request.client.value_or(installed / client_library));
+    require_library(client);
 
     // The platform library takes these, and itself, out of the program's environment again.
     std::vector<std::string> environment = inherited_environment(on_aarch64);
@@ -224,6 +242,8 @@ void require_loader(const std::string &program, const std::string &loader,
         environment.push_back("SVERUN_CLIENT_ARGS=" + request.client_args);
     if (request.trap_every_time)
         environment.push_back("SVERUN_TRAP_EVERY_TIME=1");
+    if (request.report)
+        environment.push_back("SVERUN_REPORT=1");
 
     if (on_aarch64) {
         require_loader(program, loader);
@@ -259,10 +279,23 @@ void complain(std::string text) {
     std::fprintf(stderr, "sverun: %s\n", text.c_str());
 }
 
+// A program that is started without a standard error stream could get its number for a file of its
+// own, and the totals in it. So there is one, which leads nowhere.
+void need_standard_error() {
+    if (fcntl(STDERR_FILENO, F_GETFD) != -1)
+        return;
+    const int nowhere = open("/dev/null", O_RDWR);
+    if (nowhere != -1 && nowhere != STDERR_FILENO) {
+        dup2(nowhere, STDERR_FILENO);
+        close(nowhere);
+    }
+}
+
 } // namespace
 } // namespace sverun
 
 int main(int argc, char **argv) {
+    sverun::need_standard_error();
     try {
         sverun::run(sverun::parse_command_line(argc, argv));
     } catch (const sverun::refusal &refusal) {
