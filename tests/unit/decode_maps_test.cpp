@@ -1,16 +1,15 @@
 #include "sve/core/decode_maps.h"
 
+#include "instruction_rows.h"
 #include "machine_states.h"
 #include "sve/core/stubs.h"
 #include "sve/core/sve_utils.h"
 
 #include <algorithm>
 #include <bit>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,50 +49,12 @@ static const struct map_facts {
 };
 // clang-format on
 
-// The place of a map in decode_map_infos.
-static unsigned map_index(std::string_view name) {
-    for (unsigned i = 0; i < decode_map_count; i++)
-        if (decode_map_infos[i].name == name)
-            return i;
-    throw std::runtime_error("no map " + std::string(name));
-}
-
 // The maps by that place, open to changes.
 static decode_map *const maps[] = {
 #define MAP(fields, execute, is_sve) &decode_map__##fields,
     SVE_DECODE_MAPS(MAP)
 #undef MAP
 };
-
-struct instruction_row {
-    std::string handler, map_name, route;
-    unsigned map; // place in decode_map_infos
-    int key;
-    uint32_t mask, value;
-};
-
-static const std::vector<instruction_row> &instruction_rows() {
-    static const std::vector<instruction_row> rows = [] {
-        std::vector<instruction_row> result;
-        std::ifstream file(INSTRUCTION_ROWS_FILE);
-        std::string line;
-        std::getline(file, line); // the titles
-        while (std::getline(file, line)) {
-            std::istringstream columns(line);
-            instruction_row row;
-            uint32_t key;
-            columns >> row.handler >> row.map_name >> std::setbase(0) >> key >> row.mask >>
-                row.value >> row.route;
-            if (!columns)
-                throw std::runtime_error("can't read the row \"" + line + "\"");
-            row.key = static_cast<int>(key);
-            row.map = map_index(row.map_name);
-            result.push_back(row);
-        }
-        return result;
-    }();
-    return rows;
-}
 
 // The plain way from a word to its row: try them all.
 static const instruction_row *find_row(const std::vector<instruction_row> &rows, uint32_t word) {
