@@ -36,7 +36,7 @@ FORMAT(double, f64)
 #undef FORMAT
 
 int main(void) {
-    for (size_t n = 0; n <= 4 * svcntd(); n += 1 + n / 4) {
+    for (size_t n = 0; n <= 40 * svcntd(); n += 1 + n / 4) {
         run_f32(n);
         run_f64(n);
     }

@@ -3,7 +3,7 @@
 // from all bit patterns, so that many are tiny, huge or no numbers.
 #include "floats.h"
 
-enum { most = 700 };
+enum { most = 3000 };
 
 #define FORMAT(type, suffix, bits)                                                                 \
     KERNEL void estimate_##suffix(type *restrict to, const type *restrict from, size_t n) {        \

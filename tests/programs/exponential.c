@@ -1,7 +1,7 @@
 // The exponential function by FEXPA in each format, compared with the C library's.
 #include "expa.h"
 
-enum { most = 400 };
+enum { most = 6000 };
 
 #define FORMAT(type, suffix, bits)                                                                 \
     KERNEL void apply_##suffix(type *to, const type *from, size_t n) {                             \

@@ -2,7 +2,7 @@
 // for quarter turns and FCMLA for products. The inverse gives the input back, as far as the format holds it.
 #include "floats.h"
 
-enum { most = 256 };
+enum { most = 1024 };
 
 #define FORMAT(type, suffix, bits)                                                                 \
     struct root_##suffix {                                                                         \

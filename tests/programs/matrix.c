@@ -39,8 +39,8 @@ FOR_EACH_FORMAT(FORMAT)
 #undef FORMAT
 
 int main(void) {
-    static const size_t sizes[][3] = {{1, 1, 1},    {3, 5, 2},    {7, 4, 11},
-                                      {16, 16, 16}, {19, 33, 41}, {10, 3, 97}};
+    static const size_t sizes[][3] = {{1, 1, 1},    {3, 5, 2},   {7, 4, 11},   {16, 16, 16},
+                                      {19, 33, 41}, {10, 3, 97}, {40, 50, 130}};
     for (size_t i = 0; i < sizeof sizes / sizeof *sizes; i++) {
         const size_t rows = sizes[i][0], inner = sizes[i][1], columns = sizes[i][2];
         printf("%zu x %zu x %zu\n", rows, inner, columns);

@@ -2,7 +2,7 @@
 // of the cosine and the sign in each lane.
 #include "floats.h"
 
-enum { most = 400 };
+enum { most = 6000 };
 
 // Quarter turns: 2/pi, and pi/2 as the sum of three numbers of the format.
 static const double per_quarter = 0.6366197723675814;

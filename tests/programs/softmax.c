@@ -57,7 +57,7 @@ KERNEL void softmax_single(float16_t *to, const float16_t *from, size_t n) {
 }
 
 int main(void) {
-    for (size_t n = 1; n <= 600; n = 2 * n + 1) {
+    for (size_t n = 1; n <= 5000; n = 2 * n + 1) {
         half *const from = (half *)make_guarded(2 * n).end - n,
                     *const to = (half *)make_guarded(2 * n).end - n;
         float16_t *const in = (void *)from, *const out = (void *)to;
