@@ -14,7 +14,8 @@ if(bad_vector_length)
                         "give a multiple of 128 from 128 to 2048, such as 640.")
 endif()
 
-option(SVE_SANITIZE "Build with address and undefined-behaviour sanitizers" OFF)
+set(SVE_SANITIZE OFF CACHE STRING
+    "ON: build with address and undefined-behaviour sanitizers; thread: with the thread sanitizer")
 set(SVE_PLATFORM builtin CACHE STRING
     "Platform that the client library is built for: builtin, or dynamorio (an installed one)")
 set_property(CACHE SVE_PLATFORM PROPERTY STRINGS builtin dynamorio)
@@ -52,6 +53,10 @@ target_compile_options(sve_flags INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>)
 target_compile_definitions(sve_flags INTERFACE SVE_VECTOR_BITS=${SVE_VECTOR_BITS})
 if(SVE_SANITIZE)
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    add_link_options(-fsanitize=address,undefined)
+    set(sanitizers address,undefined)
+    if(SVE_SANITIZE STREQUAL "thread")
+        set(sanitizers thread)
+    endif()
+    add_compile_options(-fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${sanitizers})
 endif()

@@ -235,7 +235,8 @@ void require_loader(const std::string &program, const std::string &loader,
     const std::string client = library(request.client.value_or(installed / client_library));
     require_library(client);
 
-    // The platform library takes these, and itself, out of the program's environment again.
+    // Under a processor emulator the platform library takes these, and itself, out of the program's
+    // environment again: what the program starts are this machine's own programs.
     std::vector<std::string> environment = inherited_environment(on_aarch64);
     environment.push_back("SVERUN_CLIENT=" + client);
     if (!request.client_args.empty())
@@ -248,6 +249,7 @@ void require_loader(const std::string &program, const std::string &loader,
     if (on_aarch64) {
         require_loader(program, loader);
         environment.push_back("LD_PRELOAD=" + preload);
+        environment.push_back("SVERUN_FOLLOW=1");
         become(program, request.command, std::move(environment));
     }
 

@@ -14,11 +14,17 @@ void *memcpy(void *restrict to, const void *restrict from, size_t size) {
             *t++ = *f++;
         return to;
     }
-    // The last chunk may overlap the one before.
-    const chunk last = *(const chunk *)(f + size - sizeof(chunk));
-    for (size_t i = 0; i + sizeof(chunk) < size; i += sizeof(chunk))
-        *(chunk *)(t + i) = *(const chunk *)(f + i);
-    *(chunk *)(t + size - sizeof(chunk)) = last;
+    const uint8_t *f_end = f + size;
+    uint8_t *t_end = t + size;
+    typedef struct {
+        chunk part[4];
+    } line;
+    for (; (size_t)(f_end - f) > sizeof(line); f += sizeof(line), t += sizeof(line))
+        *(line *)t = *(const line *)f;
+    for (; (size_t)(f_end - f) > sizeof(chunk); f += sizeof(chunk), t += sizeof(chunk))
+        *(chunk *)t = *(const chunk *)f;
+    // The last one may overlap the one before.
+    *(chunk *)(t_end - sizeof(chunk)) = *(const chunk *)(f_end - sizeof(chunk));
     return to;
 }
 

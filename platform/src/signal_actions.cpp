@@ -16,12 +16,15 @@ namespace {
 
 constexpr int signal_count = 64;
 
-// One action, written under a lock and read without one: a signal handler may read it while the
-// thread that it interrupted does.
+// One action. Writers wait for each other, readers for writers only: a signal handler may read it
+// while the thread that it interrupted does.
 class shared_action {
 public:
     void store(const signal_action &action) {
-        version_.fetch_add(1, std::memory_order_acq_rel);
+        unsigned version = version_.load(std::memory_order_relaxed) & ~1u;
+        while (!version_.compare_exchange_weak(version, version + 1, std::memory_order_acq_rel))
+            version &= ~1u;
+        std::atomic_thread_fence(std::memory_order_release);
         handler_.store(action.handler, std::memory_order_relaxed);
         flags_.store(action.flags, std::memory_order_relaxed);
         mask_.store(action.mask, std::memory_order_relaxed);
@@ -48,7 +51,8 @@ private:
 constinit shared_action application_actions[signal_count + 1];
 constinit shared_action client_actions[signal_count + 1];
 
-// Guards the writing of both. Taken with signals blocked only, so that no handler meets it held.
+// Guards the application's, and what the kernel has of them. Taken with signals blocked only, so
+// that no handler meets it held. The client's need no lock: what it sets doesn't reach the kernel.
 pthread_mutex_t actions_lock = PTHREAD_MUTEX_INITIALIZER;
 
 bool own_signals_taken;
@@ -105,14 +109,16 @@ int set_action(int signal, const signal_action *action, signal_action *old) {
         errno = EINVAL;
         return -1;
     }
-    const signals_blocked blocked;
-    pthread_mutex_lock(&actions_lock);
-    int result = 0;
     if (inside_client(reinterpret_cast<uint64_t>(__builtin_frame_address(0)))) {
         *old = client_actions[signal].load();
         if (action)
             client_actions[signal].store(*action);
-    } else if (is_own_signal(signal) && own_signals_taken) {
+        return 0;
+    }
+    const signals_blocked blocked;
+    pthread_mutex_lock(&actions_lock);
+    int result = 0;
+    if (is_own_signal(signal) && own_signals_taken) {
         result = set_own_action(signal, action, old);
     } else {
         result = set_other_action(signal, action, old);

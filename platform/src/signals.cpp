@@ -59,6 +59,9 @@ void say_fatal_instruction(uintptr_t pc) {
 // the client's memory is afterwards as before, like the registers in the context.
 void run_handler(const signal_action &action, int signal, siginfo_t *info, ucontext_t &context) {
     const int interrupted_errno = errno;
+    // Another signal's handler may be what is interrupted, on its way to a boundary.
+    reg_t spill_slots[SPILL_SLOT_MAX + 1];
+    std::memcpy(spill_slots, dr_thread_area.spill_slot, sizeof spill_slots);
     memory_copy *copy = nullptr;
     if (has_platform_stack() || is_within_instruction(context))
         run_on_platform_stack([&] {
@@ -78,6 +81,7 @@ void run_handler(const signal_action &action, int signal, siginfo_t *info, ucont
     const int handlers_errno = errno;
     if (copy)
         run_on_platform_stack([&] { restore_thread_memory(copy); });
+    std::memcpy(dr_thread_area.spill_slot, spill_slots, sizeof spill_slots);
     set_kernel_set(context.uc_sigmask, kernel_set(context.uc_sigmask) & ~own_signals);
     errno = handlers_errno;
 }

@@ -2,12 +2,14 @@
 // preloaded; its constructor runs before any code of the main module, loads the client and calls
 // dr_client_main.
 //
-// What the launcher hands over in the environment, taken out again here:
+// What the launcher hands over in the environment, taken out again here unless SVERUN_FOLLOW is there: then
+// the programs that this one becomes or starts are emulated too.
 //     LD_PRELOAD             this library, before what the user had there
 //     SVERUN_CLIENT          the client library; without it the one beside this library
 //     SVERUN_CLIENT_ARGS     words for the client, each ended by a newline
 //     SVERUN_TRAP_EVERY_TIME set: sites are never rewritten
 //     SVERUN_REPORT          set: what the platform has done is told at the end
+//     SVERUN_FOLLOW          set: all of this stays in the environment
 
 #include "platform/include/dr_api.h"
 #include "platform/src/loading.h"
@@ -42,12 +44,14 @@ const char *own_path() {
 }
 
 // Takes a variable out of the environment, in place: the heap may be the application's. Returns its
-// value, which stays valid, or null.
-char *take_variable(const char *name) {
+// value, which stays valid, or null. With `keep` it stays.
+char *take_variable(const char *name, bool keep) {
     const size_t length = std::strlen(name);
     for (char **variable = environ; variable && *variable; variable++)
         if (std::strncmp(*variable, name, length) == 0 && (*variable)[length] == '=') {
             char *value = *variable + length + 1;
+            if (keep)
+                return value;
             do
                 variable[0] = variable[1];
             while (*++variable);
@@ -63,7 +67,7 @@ void clean_preload(const char *own) {
     if (!value || std::strncmp(value, own, length) != 0)
         return;
     if (value[length] == '\0')
-        take_variable("LD_PRELOAD");
+        take_variable("LD_PRELOAD", false);
     else if (value[length] == ':' || value[length] == ' ')
         std::memmove(value, value + length + 1, std::strlen(value + length + 1) + 1);
 }
@@ -74,9 +78,14 @@ struct client_start {
     const char *argv[64];
 };
 
-// Splits the words for the client into its arguments, behind its path.
-void split_arguments(client_start &client, char *words) {
-    while (words && *words) {
+// Splits the words for the client into its arguments, behind its path. They are copied: programs that
+// follow get them as they are.
+void split_arguments(client_start &client, const char *given) {
+    static char copy[8192];
+    if (given && std::strlen(given) >= sizeof copy)
+        refuse(125, "too many words for the client");
+    std::strncpy(copy, given ? given : "", sizeof copy - 1);
+    for (char *words = copy; *words;) {
         char *end = std::strchr(words, '\n');
         if (!end)
             break;
@@ -98,7 +107,7 @@ Symbol *find_in_client(void *library, const char *path, const char *name) {
 
 // Loads the client and calls its entry. No signal of the program's comes in between, and nothing of
 // the program is called.
-void load_client(const char *client_path, char *words) {
+void load_client(const char *client_path, const char *words) {
     const signals_blocked_but_own blocked;
     const heap_diverted diverted;
 
@@ -136,15 +145,17 @@ void load_client(const char *client_path, char *words) {
     char *name = slash ? slash + 1 : beside;
     std::strncpy(name, default_client, static_cast<size_t>(beside + sizeof beside - 1 - name));
 
-    const char *client_path = take_variable("SVERUN_CLIENT");
+    const bool follow = take_variable("SVERUN_FOLLOW", true);
+    const char *client_path = take_variable("SVERUN_CLIENT", follow);
     if (!client_path)
         client_path = beside;
-    char *words = take_variable("SVERUN_CLIENT_ARGS");
-    if (take_variable("SVERUN_TRAP_EVERY_TIME"))
+    const char *words = take_variable("SVERUN_CLIENT_ARGS", follow);
+    if (take_variable("SVERUN_TRAP_EVERY_TIME", follow))
         set_trap_every_time();
-    if (take_variable("SVERUN_REPORT"))
+    if (take_variable("SVERUN_REPORT", follow))
         set_report();
-    clean_preload(own);
+    if (!follow)
+        clean_preload(own);
 
     find_main_module();
     start_thread_support();

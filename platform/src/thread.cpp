@@ -46,9 +46,9 @@ struct alignas(16) thread_record {
     bool closed;          // the client never runs on this thread again
     bool close_requested; // close it when the client has returned
 
-    // Signals that came inside the client: one of those that are then blocked, and the client's
-    // own.
-    siginfo_t waiting[4];
+    // Signals that came inside the client.
+    static constexpr unsigned waiting_room = 8;
+    siginfo_t waiting[waiting_room];
     unsigned waiting_count;
     signal_set mask; // before the first of them
 
@@ -211,21 +211,28 @@ void end_thread_state() {
 
 // Blocks what may be blocked, until the client has returned.
 static void block_until_return(thread_record &record, ucontext_t &context) {
-    if (dr_thread_area.pending)
-        return;
+    if (!dr_thread_area.pending)
+        record.mask = kernel_set(context.uc_sigmask);
     dr_thread_area.pending = 1;
-    record.mask = kernel_set(context.uc_sigmask);
     set_kernel_set(context.uc_sigmask, ~own_signals);
+}
+
+static void send_again(const siginfo_t &info) {
+    syscall(SYS_rt_tgsigqueueinfo, getpid(), thread_id(), info.si_signo, &info);
 }
 
 void put_off_signal(const siginfo_t &info, ucontext_t &context) {
     thread_record &record = own_record();
     block_until_return(record, context);
-    // One that waits already is pending; the kernel, too, keeps only one of a kind.
-    for (unsigned i = 0; i < record.waiting_count; i++)
+    // Of the kinds that don't queue, the kernel too keeps only one.
+    for (unsigned i = 0; i < record.waiting_count && info.si_signo < __SIGRTMIN; i++)
         if (record.waiting[i].si_signo == info.si_signo)
             return;
-    record.waiting[record.waiting_count++] = info;
+    // More than one of those that are blocked now can come only if the client changes its mask.
+    if (record.waiting_count < record.waiting_room)
+        record.waiting[record.waiting_count++] = info;
+    else if (!is_own_signal(info.si_signo))
+        send_again(info);
 }
 
 void let_signals_in(ucontext_t &context) {
@@ -233,8 +240,7 @@ void let_signals_in(ucontext_t &context) {
     if (record.close_requested)
         close_this_thread();
     for (unsigned i = 0; i < record.waiting_count; i++)
-        syscall(SYS_rt_tgsigqueueinfo, getpid(), thread_id(), record.waiting[i].si_signo,
-                &record.waiting[i]);
+        send_again(record.waiting[i]);
     record.waiting_count = 0;
     dr_thread_area.pending = 0;
     set_kernel_set(context.uc_sigmask, record.mask);

@@ -93,8 +93,18 @@ expect_status 0
 SVERUN_CLIENT=x SVERUN_OTHER=z KEPT='a,b c' run "$sverun" --trap-every-time --client "$client" \
     --client-arg -- --client-arg y "$program" environment
 expect_status 0
-grep -E '^(LD_PRELOAD|SVERUN_[A-Z_]*)=' out && fail "variables of the launcher are left"
 grep -qx 'KEPT=a,b c' out || fail "a variable is lost"
+if [[ $(uname -m) == aarch64 ]]; then
+    grep -qE '^LD_PRELOAD=' out || fail "programs that this one starts wouldn't be emulated"
+else
+    grep -E '^(LD_PRELOAD|SVERUN_[A-Z_]*)=' out && fail "variables of the launcher are left"
+    # On an AArch64 machine the launcher asks for this.
+    run qemu-aarch64 -cpu neoverse-n1 -L "${QEMU_LD_PREFIX:-/usr/aarch64-linux-gnu}" -E SVERUN_FOLLOW=1 \
+        -E SVERUN_CLIENT_ARGS=--$'\n'foo$'\n' -E LD_PRELOAD="${sverun%/bin/*}/lib/libsve_platform.so" \
+        "$program" environment
+    expect_status 0
+    grep -qx foo out && grep -qE '^LD_PRELOAD=.*libsve_platform' out || fail "a variable isn't left"
+fi
 
 # Totals without a reader: nobody waits for one, no file gets them, and the status is the program's.
 run bash -c "$sverun $program status 7 2> >(exec true)"

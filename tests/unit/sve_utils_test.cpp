@@ -221,3 +221,33 @@ TEST_F(Statistics, CountOnTwoThreads) {
     for (const auto &[address, row] : icounts)
         EXPECT_EQ(row.second, 2 * rounds) << address - code.data();
 }
+
+// Everything that threads share, at once: the maps are read while rows of the statistics are added and
+// the total is read. The thread sanitizer looks on in one of the builds.
+TEST_F(Statistics, ManyThreadsDecodeAndCount) {
+    constexpr unsigned thread_count = 8, addresses = 200, rounds = 20;
+    constexpr unsigned add = 0x04220020; // add z0.b, z1.b, z2.b
+    std::vector<unsigned> shared(addresses, add);
+    const uint64_t total = sve_instr_count;
+    std::vector<std::thread> threads;
+    for (unsigned t = 0; t < thread_count; t++)
+        threads.emplace_back([&shared, add] {
+            std::vector<unsigned> own(addresses, add);
+            uint64_t seen = 0;
+            for (unsigned i = 0; i < rounds; i++)
+                for (unsigned a = 0; a < addresses; a++) {
+                    EXPECT_NE(is_sve(add + (a & 31)), nullptr);
+                    EXPECT_EQ(run(&shared[a]), AARCH64_DECODE_OK);
+                    EXPECT_EQ(run(&own[a]), AARCH64_DECODE_OK);
+                    const uint64_t now = sve_instr_count;
+                    EXPECT_LT(seen, now);
+                    seen = now;
+                }
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(sve_instr_count, total + 2 * thread_count * addresses * rounds);
+    for (const unsigned &word : shared)
+        EXPECT_EQ(icounts.find(const_cast<unsigned *>(&word))->second.second,
+                  thread_count * rounds);
+}

@@ -10,6 +10,10 @@
 \name:
     .endm
 
+// All of it can be copied elsewhere.
+    .globl emulated_code, emulated_code_end
+emulated_code:
+
 // uint64_t emulated_work(uint32_t seed, uint64_t rounds)
     function emulated_work
     .cfi_startproc
@@ -80,6 +84,8 @@
     cntw x0
     ret
     .size emulated_lanes, . - emulated_lanes
+
+emulated_code_end:
 
     // Nothing here is the target of an indirect branch, so a guarded program may have it (code_guarded).
     .section .note.gnu.property, "a", %note

@@ -4,11 +4,13 @@
 // that comes out wrong if the mechanism fails, and prints the same on a processor with SVE.
 
 #include <atomic>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <initializer_list>
+#include <ctime>
 #include <sys/mman.h>
+#include <sys/time.h>
 
 extern "C" {
 // `rounds` times three emulated instructions on whole vectors under predicates, native ones between
@@ -22,8 +24,7 @@ uint64_t emulated_lanes(void); // words of a vector
 }
 
 // The result of emulated_work, by ordinary arithmetic.
-inline uint64_t expected_work(uint32_t seed, uint64_t rounds) {
-    const uint64_t lanes = emulated_lanes();
+inline uint64_t expected_work(uint32_t seed, uint64_t rounds, uint64_t lanes = emulated_lanes()) {
     uint64_t sum = 0, partial = 0;
     const auto n = static_cast<uint32_t>(rounds);
     for (uint32_t lane = 0; lane < lanes; lane++) {
@@ -83,6 +84,38 @@ inline size_t mapped_kilobytes() {
     }
     return total / 1024;
 }
+
+// ---- Timers -------------------------------------------------------------------------------------
+
+// Two timers with signals of their own, so that one handler may interrupt the other's beginning.
+class two_timers {
+public:
+    explicit two_timers(void (*handler)(int, siginfo_t *, void *)) {
+        struct sigaction action = {};
+        action.sa_sigaction = handler;
+        action.sa_flags = SA_SIGINFO | SA_RESTART;
+        sigaction(SIGALRM, &action, nullptr);
+        sigaction(SIGRTMIN + 3, &action, nullptr);
+        struct sigevent event = {};
+        event.sigev_notify = SIGEV_SIGNAL;
+        event.sigev_signo = SIGRTMIN + 3;
+        timer_create(CLOCK_MONOTONIC, &event, &timer_);
+        const itimerspec fast = {{0, 600'000}, {0, 600'000}};
+        timer_settime(timer_, 0, &fast, nullptr);
+        const itimerval also_fast = {{0, 1000}, {0, 1000}};
+        setitimer(ITIMER_REAL, &also_fast, nullptr);
+    }
+    ~two_timers() {
+        const itimerval never = {};
+        setitimer(ITIMER_REAL, &never, nullptr);
+        timer_delete(timer_);
+    }
+    two_timers(const two_timers &) = delete;
+    two_timers &operator=(const two_timers &) = delete;
+
+private:
+    timer_t timer_;
+};
 
 // ---- Instructions that have not run yet ---------------------------------------------------------
 

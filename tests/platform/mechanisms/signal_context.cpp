@@ -3,9 +3,7 @@
 #include "emulated_work.h"
 
 #include <asm/sigcontext.h>
-#include <csignal>
 #include <cstring>
-#include <sys/time.h>
 #include <ucontext.h>
 
 // Until the signal handler makes x0 zero: emulated instructions with every other register at a known
@@ -62,8 +60,8 @@ known_loop_end:
     ret
 )");
 
-static unsigned seen_in_loop;
-static uint64_t loop_sp;
+static std::atomic<unsigned> seen_in_loop;
+static std::atomic<uint64_t> loop_sp;
 
 static const fpsimd_context *vectors(const mcontext_t &machine) {
     auto *record = reinterpret_cast<const _aarch64_ctx *>(machine.__reserved);
@@ -97,14 +95,8 @@ static void on_tick(int, siginfo_t *, void *context) {
 }
 
 int main() {
-    struct sigaction action = {};
-    action.sa_sigaction = on_tick;
-    action.sa_flags = SA_SIGINFO;
-    sigaction(SIGALRM, &action, nullptr);
-    const itimerval fast = {{0, 700}, {0, 700}}, never = {};
-    setitimer(ITIMER_REAL, &fast, nullptr);
-    while (seen_in_loop < 80)
+    const two_timers timers(on_tick);
+    while (seen_in_loop < 120)
         EXPECT(known_registers() == 0);
-    setitimer(ITIMER_REAL, &never, nullptr);
     return verdict("context");
 }
