@@ -21,8 +21,9 @@ if(SVE_TARGET_IS_AARCH64)
     install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR})
     install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} FILES_MATCHING PATTERN "*.c")
 endif()
-install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN "*.1" EXCLUDE)
+set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/sverun)
+install(FILES README.md DESTINATION ${doc_dir})
+install(DIRECTORY docs DESTINATION ${doc_dir} PATTERN "*.1" EXCLUDE)
 install(FILES docs/sverun.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 # ---- For embedders --------------------------------------------------------------------------------
@@ -82,9 +83,10 @@ set(CPACK_STRIP_FILES TRUE)
 # The C library of the compiler is the oldest that the programs are sure to run with.
 execute_process(COMMAND ${CMAKE_CXX_COMPILER} -E -dM -include features.h -x c++ /dev/null
                 OUTPUT_VARIABLE macros ERROR_QUIET)
-string(REGEX MATCH "__GLIBC_MINOR__ ([0-9]+)" ignored "${macros}")
 string(REGEX MATCH "^[0-9]+" compiler_major "${CMAKE_CXX_COMPILER_VERSION}")
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.${CMAKE_MATCH_1}), libstdc++6 (>= ${compiler_major})")
+if(macros MATCHES "__GLIBC_MINOR__ ([0-9]+)")
+    set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.${CMAKE_MATCH_1}), libstdc++6 (>= ${compiler_major})")
+endif()
 
 set(native_project "${PROJECT_BINARY_DIR};${PROJECT_NAME};ALL;/")
 if(SVE_TARGET_IS_AARCH64)

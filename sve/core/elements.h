@@ -49,6 +49,8 @@ template <class F>
 struct elements_by {
     F f;
 };
+template <class F>
+elements_by(F) -> elements_by<F>; // Clang 14 doesn't make it itself
 template <class T, class F>
 auto element_of(const elements_by<F> &elements, unsigned element) {
     return elements.f(element);

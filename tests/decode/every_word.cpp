@@ -151,5 +151,5 @@ int main(int argc, char **argv) {
            words, recognised, rows_met, instruction_rows().size(), through_cascade, failures);
     if (without_handler)
         printf("every_word: %zu rows have no handler\n", without_handler);
-    return failures == 0 && recognised > 0 && through_cascade > 0 ? 0 : 1;
+    return failures == 0 && without_handler == 0 && recognised > 0 && through_cascade > 0 ? 0 : 1;
 }
