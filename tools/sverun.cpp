@@ -38,6 +38,7 @@ struct request {
     std::optional<std::string> client; // in place of the client library installed with sverun
     std::string client_args;           // words for the client library, each ended by a newline
     bool trap_every_time = false;
+    bool report = false;
     std::string emulator = "qemu-aarch64";
     std::string cpu = "neoverse-n1"; // no SVE, and all that compilers take for granted beside it
     std::string sysroot;
@@ -56,6 +57,7 @@ const std::string help_text =
     "  --client-arg WORD  hand WORD to the client library; may be given several times\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
     "                     nothing: slow, for comparison and for finding faults\n"
+    "  --report           tell at the end how often it trapped, and about signals\n"
     "  --help             show this text\n"
     "  --version          show the version and the vector length\n"
     "\n"
@@ -80,13 +82,14 @@ refusal usage_error(const std::string &what) {
 }
 
 request parse_command_line(int argc, char **argv) {
-    enum { help = 256, version, client, client_arg, trap_every_time, emulator, cpu, sysroot };
+    enum { help = 256, version, client, client_arg, trap_every_time, report, emulator, cpu, sysroot };
     static constexpr option options[] = {
         {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},
         {"client", required_argument, nullptr, client},
         {"client-arg", required_argument, nullptr, client_arg},
         {"trap-every-time", no_argument, nullptr, trap_every_time},
+        {"report", no_argument, nullptr, report},
         {"emulator", required_argument, nullptr, emulator},
         {"cpu", required_argument, nullptr, cpu},
         {"sysroot", required_argument, nullptr, sysroot},
@@ -116,6 +119,9 @@ request parse_command_line(int argc, char **argv) {
             break;
         case trap_every_time:
             request.trap_every_time = true;
+            break;
+        case report:
+            request.report = true;
             break;
         case emulator:
             request.emulator = optarg;
@@ -224,6 +230,8 @@ void require_loader(const std::string &program, const std::string &loader,
         environment.push_back("SVERUN_CLIENT_ARGS=" + request.client_args);
     if (request.trap_every_time)
         environment.push_back("SVERUN_TRAP_EVERY_TIME=1");
+    if (request.report)
+        environment.push_back("SVERUN_REPORT=1");
 
     if (on_aarch64) {
         require_loader(program, loader);

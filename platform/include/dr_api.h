@@ -115,8 +115,8 @@ typedef struct {
     void *tls_field[DR_TLS_FIELD_COUNT]; // NULL until the client sets them
     byte *stack_top;                     // of the platform stack; NULL until the thread needs it
     byte *stack_base;
-    uint exit_rounds; // how often the thread's destructor has put itself off
-    bool announced;   // the thread init events have run
+    uint pending;   // something waits until the client has returned: it is let in then
+    bool announced; // the thread init events have run
 } dr_thread_area_t;
 
 #ifdef __cplusplus

@@ -1,6 +1,8 @@
 // Calls onto the platform stack. Each thread has one; dr_api.h's dr_thread_area_t says where its top is.
 
-#define STACK_TOP 96 /* offsetof(dr_thread_area_t, stack_top), asserted in thread.cpp */
+// Places in dr_thread_area_t, asserted in thread.cpp.
+#define STACK_TOP 96
+#define PENDING 112
 
     .text
 
@@ -35,24 +37,34 @@ sve_platform_switch_stack:
 
 // Where a replaced instruction's code calls from: x9 is the function, x0 to x7 are its arguments. Every
 // application register has been handed over by then, so nothing has to be kept but SP, which x19 keeps.
-    .globl sve_platform_call
-    .hidden sve_platform_call
+//
+// A signal that comes while SP is in the platform stack waits (thread.h). With the application's SP back in
+// place it is let in; one that comes after that has been looked at needs no waiting. Up to the call x30 is the
+// return address, from it on x20 (sequence.cpp relies on both).
+    .globl sve_platform_call, sve_platform_call_returned, sve_platform_call_end
+    .hidden sve_platform_call, sve_platform_call_returned, sve_platform_call_end
     .type sve_platform_call, %function
     .balign 16
 sve_platform_call:
     .cfi_startproc
     .cfi_undefined 30 // the caller is no function: a backtrace ends here
     mov x20, x30
-    mrs x10, tpidr_el0
+    mrs x21, tpidr_el0
     adrp x11, :gottprel:dr_thread_area
     ldr x11, [x11, #:gottprel_lo12:dr_thread_area]
-    add x10, x10, x11
-    ldr x10, [x10, #STACK_TOP]
+    add x21, x21, x11
+    ldr x10, [x21, #STACK_TOP]
     mov x19, sp
     mov sp, x10
     blr x9
     mov sp, x19
+sve_platform_call_returned:
+    ldr w10, [x21, #PENDING]
+    cbnz w10, 1f
     ret x20
+1:  udf #0x5c01 // trap_to_let_in
+    ret x20
+sve_platform_call_end:
     .cfi_endproc
     .size sve_platform_call, . - sve_platform_call
 

@@ -2,9 +2,7 @@
 
 #include "platform/include/drreg.h"
 #include "platform/src/message.h"
-#include "platform/src/thread.h"
-
-#include <atomic>
+#include "platform/src/process.h"
 
 using namespace platform;
 
@@ -60,14 +58,8 @@ void platform::raise_block(void *drcontext, instrlist_t *list) {
     block_events.raise(drcontext, list, list, false, false);
 }
 
-void platform::raise_exit() {
-    static std::atomic<bool> raised;
-    if (raised.exchange(true))
-        return;
-    run_on_platform_stack([] {
-        end_thread_state();
-        exit_events.raise();
-    });
+void platform::raise_exit_events() {
+    exit_events.raise();
 }
 
 bool drmgr_init() {
@@ -104,6 +96,6 @@ extern "C" int __cxa_atexit(void (*function)(void *), void *argument, void *libr
 void dr_register_exit_event_of(void (*func)(), void *library) {
     // Registered as the library's own, behind its static objects, so it runs before they are
     // destroyed.
-    if (!exit_events.add(func) || __cxa_atexit([](void *) { raise_exit(); }, nullptr, library) != 0)
+    if (!exit_events.add(func) || __cxa_atexit([](void *) { end_emulation(); }, nullptr, library) != 0)
         refuse(125, "no room for an exit event");
 }

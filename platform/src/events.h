@@ -10,7 +10,6 @@ void raise_thread_init(void *drcontext);
 void raise_thread_exit(void *drcontext);
 void raise_block(void *drcontext, instrlist_t *list);
 
-// Runs the exit events, on the platform stack, unless that has been done.
-void raise_exit();
+void raise_exit_events();
 
 } // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/src/rewrite.h"
 
+#include "platform/src/counters.h"
 #include "platform/src/events.h"
 #include "platform/src/ir.h"
 #include "platform/src/mappings.h"
@@ -190,10 +191,11 @@ void write_block(const instrlist_t &list, int protection) {
         if (!place.code)
             refuse(125, "no memory for the code of the instruction at %p",
                    static_cast<void *>(first->pc));
-        if (place.near && text && !trap_every_time)
+        if (place.near && text && !trap_every_time) {
             write_word(
                 site, a64::b(static_cast<int64_t>(reinterpret_cast<uintptr_t>(place.code) - site)));
-        else if (!unpatched_sites.add(site, read_word(site), place.code))
+            count(counters.sites_rewritten);
+        } else if (!unpatched_sites.add(site, read_word(site), place.code))
             refuse(125, "no memory to remember the instruction at %p",
                    static_cast<void *>(first->pc));
         first = last;
@@ -201,6 +203,13 @@ void write_block(const instrlist_t &list, int protection) {
 }
 
 } // namespace
+
+void lock_patching() {
+    pthread_mutex_lock(&patch_lock);
+}
+void unlock_patching() {
+    pthread_mutex_unlock(&patch_lock);
+}
 
 void set_trap_every_time() {
     trap_every_time = true;

@@ -26,4 +26,8 @@ void set_trap_every_time();
 // blocked.
 uintptr_t handle_trapped_instruction(uintptr_t pc);
 
+// Around a fork.
+void lock_patching();
+void unlock_patching();
+
 } // namespace platform

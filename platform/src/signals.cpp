@@ -1,75 +1,32 @@
 #include "platform/src/signals.h"
 
+#include "platform/src/counters.h"
+#include "platform/src/libc_functions.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
 #include "platform/src/rewrite.h"
+#include "platform/src/sequence.h"
+#include "platform/src/signal_actions.h"
 #include "platform/src/thread.h"
 #include "platform/src/trampolines.h"
 #include "platform/src/traps.h"
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstring>
-#include <dlfcn.h>
 #include <ucontext.h>
 
 using namespace platform;
 
 namespace {
 
-// The C library's own functions behind the names that this file defines again.
-template <class Function>
-Function *next_definition(const char *name) {
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+// si_code tells a trap or fault of the processor from a signal that someone sent.
+bool is_sent(const siginfo_t *info) {
+    return info->si_code <= 0;
 }
 
-int real_sigaction(int signal, const struct sigaction *action, struct sigaction *old) {
-    static const auto function = next_definition<decltype(sigaction)>("sigaction");
-    return function(signal, action, old);
-}
-
-// What the application has set for SIGILL. Written and read under a lock that a signal handler may
-// hold: taken with signals blocked.
-struct sigaction application_sigill = {};
-
-// Blocks every signal of the calling thread for a scope.
-class signals_blocked {
-public:
-    signals_blocked() {
-        sigset_t all;
-        sigfillset(&all);
-        set_mask(&all, &former_);
-    }
-    ~signals_blocked() { set_mask(&former_, nullptr); }
-    signals_blocked(const signals_blocked &) = delete;
-    signals_blocked &operator=(const signals_blocked &) = delete;
-
-    static void set_mask(const sigset_t *mask, sigset_t *former) {
-        static const auto function = next_definition<decltype(pthread_sigmask)>("pthread_sigmask");
-        function(SIG_SETMASK, mask, former);
-    }
-
-private:
-    sigset_t former_;
-};
-
-std::atomic_flag application_sigill_lock;
-
-// Replaces (if `action` is given) and returns what the application has set.
-struct sigaction exchange_application_sigill(const struct sigaction *action) {
-    const signals_blocked blocked;
-    while (application_sigill_lock.test_and_set(std::memory_order_acquire)) {
-    }
-    const struct sigaction former = application_sigill;
-    if (action)
-        application_sigill = *action;
-    application_sigill_lock.clear(std::memory_order_release);
-    return former;
-}
-
-// ---- The application's own SIGILL --------------------------------------------------------------
+// ---- To the application -------------------------------------------------------------------------
 
 // Says in one line which instruction ends the process.
 void say_fatal_instruction(uintptr_t pc) {
@@ -82,47 +39,61 @@ void say_fatal_instruction(uintptr_t pc) {
         reinterpret_cast<void *>(pc), known ? module.path : "no module");
 }
 
-// si_code tells a trap of the processor from a signal that someone sent.
-bool is_sent(const siginfo_t *info) {
-    return info->si_code <= 0;
+// Does what the kernel does where there is no handler: nothing, or the end of the process. Only for
+// the signals that emulation needs; the kernel itself does it for the others.
+[[gnu::noinline]] void take_default(int signal, const siginfo_t *info, const ucontext_t &context) {
+    if (is_sent(info) && application_action(signal).is_ignored())
+        return;
+    if (signal == SIGILL && !is_sent(info) && !inside_client(context.uc_mcontext.sp))
+        run_on_platform_stack([&] { say_fatal_instruction(context.uc_mcontext.pc); });
+    give_up_own_signal(signal);
+    if (is_sent(info)) // no instruction will raise it again
+        syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), signal);
 }
 
-// Does what the kernel would have done without the platform.
-void deliver_to_application(int signal, siginfo_t *info, ucontext_t *context) {
-    const struct sigaction action = exchange_application_sigill(nullptr);
-    const bool has_handler = (action.sa_flags & SA_SIGINFO) ||
-                             (action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN);
-    if (!has_handler) {
-        if (is_sent(info) && action.sa_handler == SIG_IGN)
-            return;
-        if (!is_sent(info) && !inside_client(context->uc_mcontext.sp))
-            run_on_platform_stack([=] { say_fatal_instruction(context->uc_mcontext.pc); });
-        struct sigaction fatal = {};
-        fatal.sa_handler = SIG_DFL;
-        real_sigaction(SIGILL, &fatal, nullptr);
-        if (is_sent(info)) // the instruction won't raise it again
-            raise(SIGILL);
+// The handler may be on the smallest alternate stack, of which the kernel's context leaves a few
+// hundred bytes. So what is not on its way stays out of line here, and the work is done on the
+// platform stack.
+
+// Runs the application's handler. It sees the registers as they are between two instructions, and
+// the client's memory is afterwards as before, like the registers in the context.
+void run_handler(const signal_action &action, int signal, siginfo_t *info, ucontext_t &context) {
+    const int interrupted_errno = errno;
+    memory_copy *copy = nullptr;
+    if (has_platform_stack() || is_within_instruction(context))
+        run_on_platform_stack([&] {
+            move_to_instruction_boundary(context);
+            copy = copy_thread_memory(&context);
+        });
+    if (is_own_signal(signal)) {
+        // The kernel blocks all for these.
+        const bool blocks_itself = !(action.flags & SA_NODEFER);
+        exchange_mask((kernel_set(context.uc_sigmask) | action.mask |
+                       (blocks_itself ? set_of(signal) : 0)) &
+                      ~own_signals);
+    }
+    count(counters.signals_delivered);
+    errno = interrupted_errno;
+    action.call(signal, info, &context);
+    const int handlers_errno = errno;
+    if (copy)
+        run_on_platform_stack([&] { restore_thread_memory(copy); });
+    set_kernel_set(context.uc_sigmask, kernel_set(context.uc_sigmask) & ~own_signals);
+    errno = handlers_errno;
+}
+
+void deliver(int signal, siginfo_t *info, ucontext_t &context) {
+    const signal_action action = application_action(signal);
+    if (!action.has_handler()) {
+        take_default(signal, info, context);
         return;
     }
-
-    if (action.sa_flags & SA_RESETHAND) {
-        struct sigaction reset = {};
-        reset.sa_handler = SIG_DFL;
-        exchange_application_sigill(&reset);
-    }
-    sigset_t mask = context->uc_sigmask;
-    for (int number = 1; number < NSIG; number++)
-        if (sigismember(&action.sa_mask, number) == 1)
-            sigaddset(&mask, number);
-    sigdelset(&mask, SIGILL);
-    signals_blocked::set_mask(&mask, nullptr);
-    if (action.sa_flags & SA_SIGINFO)
-        action.sa_sigaction(signal, info, context);
-    else
-        action.sa_handler(signal);
+    if (action.flags & SA_RESETHAND)
+        reset_application_action(signal);
+    run_handler(action, signal, info, context);
 }
 
-// ---- The platform's ----------------------------------------------------------------------------
+// ---- Traps --------------------------------------------------------------------------------------
 
 // Goes on from a trap of the platform's own in a trampoline. False if it isn't one.
 bool resume_trampoline(mcontext_t &machine) {
@@ -155,77 +126,86 @@ bool resume(mcontext_t &machine) {
 }
 
 // Runs on whatever stack the application has, which may be the smallest alternate one: all work is
-// done on the platform's.
-void on_sigill(int signal, siginfo_t *info, void *argument) {
-    const int saved_errno = errno;
-    auto *context = static_cast<ucontext_t *>(argument);
-    mcontext_t &machine = context->uc_mcontext;
+// done on the platform's. False if the trap is the application's own.
+[[gnu::noinline]] bool handle_trap(ucontext_t &context) {
+    mcontext_t &machine = context.uc_mcontext;
+    if (inside_client(machine.sp))
+        return false;
+    if (dr_thread_area.pending) {
+        // Nothing of the application runs before the trap that this is.
+        let_signals_in(context);
+        machine.pc += 4;
+        return true;
+    }
+    count(counters.traps);
     bool resumed = false;
-    if (!is_sent(info) && !inside_client(machine.sp))
-        run_on_platform_stack([&] { resumed = resume(machine); });
-    if (!resumed)
-        deliver_to_application(signal, info, context);
-    errno = saved_errno;
+    run_on_platform_stack([&] { resumed = resume(machine); });
+    return resumed;
 }
 
-// A thread that blocks SIGILL would die of the first trap.
-const sigset_t *without_sigill(const sigset_t *set, sigset_t &copy) {
-    if (!set)
-        return nullptr;
-    copy = *set;
-    sigdelset(&copy, SIGILL);
-    return &copy;
+// ---- Faults -------------------------------------------------------------------------------------
+
+// A fault in the client is the client's, and one in the application too if the application has no
+// handler of its own.
+[[gnu::noinline]] void handle_fault(int signal, siginfo_t *info, ucontext_t &context) {
+    const uint64_t stack_pointer = context.uc_mcontext.sp;
+    const bool in_client = inside_client(stack_pointer);
+    if (!in_client && application_action(signal).has_handler()) {
+        deliver(signal, info, context);
+        return;
+    }
+    const signal_action action = client_action(signal);
+    if (!action.has_handler()) {
+        take_default(signal, info, context);
+        return;
+    }
+    // On the platform stack, which the handler may leave by a jump to its own code there: nothing
+    // of the application's may come in between.
+    auto call = [&] { action.call(signal, info, &context); };
+    if (in_client)
+        run_further_down(
+            stack_pointer, [](void *f) { (*static_cast<decltype(call) *>(f))(); }, &call);
+    else
+        run_on_platform_stack(call);
+}
+
+// ---- Messages between threads -------------------------------------------------------------------
+
+[[gnu::noinline]] void handle_closing(ucontext_t &context) {
+    if (inside_client(context.uc_mcontext.sp) || dr_thread_area.pending)
+        close_this_thread_later(context);
+    else
+        run_on_platform_stack([&] {
+            move_to_instruction_boundary(context);
+            close_this_thread();
+        });
 }
 
 } // namespace
 
-void platform::start_signal_support() {
-    struct sigaction action = {};
-    action.sa_sigaction = on_sigill;
-    sigfillset(&action.sa_mask);
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART;
-    struct sigaction inherited;
-    if (real_sigaction(SIGILL, &action, &inherited) != 0)
-        refuse(125, "can't take SIGILL: %s", std::strerror(errno));
-    exchange_application_sigill(&inherited);
-    sigset_t sigill;
-    sigemptyset(&sigill);
-    sigaddset(&sigill, SIGILL);
-    next_definition<decltype(pthread_sigmask)>("pthread_sigmask")(SIG_UNBLOCK, &sigill, nullptr);
-}
-
-// ---- What the application calls ----------------------------------------------------------------
-
-DR_EXPORT int sigaction(int signal, const struct sigaction *action,
-                        struct sigaction *old) noexcept {
-    if (signal != SIGILL) {
-        if (!action)
-            return real_sigaction(signal, action, old);
-        struct sigaction copy = *action;
-        sigdelset(&copy.sa_mask, SIGILL); // the handler may run emulated code
-        return real_sigaction(signal, &copy, old);
+void platform::on_signal(int signal, siginfo_t *info, void *argument) {
+    const int interrupted_errno = errno;
+    auto &context = *static_cast<ucontext_t *>(argument);
+    const bool sent = is_sent(info) || !is_own_signal(signal);
+    if (is_closing_signal(*info)) {
+        handle_closing(context);
+    } else if (sent && (inside_client(context.uc_mcontext.sp) || dr_thread_area.pending)) {
+        count(counters.signals_put_off);
+        put_off_signal(*info, context);
+    } else if (sent) {
+        deliver(signal, info, context);
+        return; // with the handler's errno
+    } else if (signal != SIGILL) {
+        handle_fault(signal, info, context);
+    } else if (!handle_trap(context)) {
+        deliver(signal, info, context);
+        return;
     }
-    const struct sigaction former = exchange_application_sigill(action);
-    if (old)
-        *old = former;
-    return 0;
+    errno = interrupted_errno;
 }
 
-DR_EXPORT sighandler_t signal(int signal, sighandler_t handler) noexcept {
-    struct sigaction action = {}, old;
-    action.sa_handler = handler;
-    action.sa_flags = SA_RESTART;
-    return sigaction(signal, &action, &old) == 0 ? old.sa_handler : SIG_ERR;
-}
-
-DR_EXPORT int pthread_sigmask(int how, const sigset_t *set, sigset_t *old) noexcept {
-    static const auto function = next_definition<decltype(pthread_sigmask)>("pthread_sigmask");
-    sigset_t copy;
-    return function(how, how == SIG_UNBLOCK ? set : without_sigill(set, copy), old);
-}
-
-DR_EXPORT int sigprocmask(int how, const sigset_t *set, sigset_t *old) noexcept {
-    static const auto function = next_definition<decltype(sigprocmask)>("sigprocmask");
-    sigset_t copy;
-    return function(how, how == SIG_UNBLOCK ? set : without_sigill(set, copy), old);
+void platform::start_signal_support() {
+    libc();
+    take_own_signals(on_signal);
+    exchange_mask(exchange_mask(~signal_set{0}) & ~own_signals);
 }

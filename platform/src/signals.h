@@ -1,7 +1,8 @@
 #pragma once
 
-// The platform owns SIGILL and stands between the application's sigaction and the kernel for it:
-// what the application sets is remembered, and gets the traps that are its own.
+// The platform stands between the application and the kernel for every signal that the application
+// handles, and owns those that emulation needs. Two promises come of it: no handler runs inside the
+// client, and what a handler emulates changes nothing of what it interrupted.
 
 namespace platform {
 

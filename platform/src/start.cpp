@@ -7,10 +7,12 @@
 //     SVERUN_CLIENT          the client library; without it the one beside this library
 //     SVERUN_CLIENT_ARGS     words for the client, each ended by a newline
 //     SVERUN_TRAP_EVERY_TIME set: sites are never rewritten
+//     SVERUN_REPORT          set: what the platform has done is told at the end
 
 #include "platform/include/dr_api.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
+#include "platform/src/process.h"
 #include "platform/src/rewrite.h"
 #include "platform/src/signals.h"
 #include "platform/src/thread.h"
@@ -111,14 +113,18 @@ Symbol *find_in_client(void *library, const char *path, const char *name) {
     char *words = take_variable("SVERUN_CLIENT_ARGS");
     if (take_variable("SVERUN_TRAP_EVERY_TIME"))
         set_trap_every_time();
+    if (take_variable("SVERUN_REPORT"))
+        set_report();
     clean_preload(own);
 
     find_main_module();
     start_thread_support();
     start_signal_support();
 
-    // Local: what the client exports is not the application's to find.
-    void *library = dlopen(client_path, RTLD_NOW | RTLD_LOCAL);
+    // Local: what the client exports is not the application's to find. On the platform stack: the
+    // client's static initialisers are the client.
+    void *library = nullptr;
+    run_on_platform_stack([&] { library = dlopen(client_path, RTLD_NOW | RTLD_LOCAL); });
     if (!library)
         refuse(127, "can't load the client library: %s", dlerror());
     const int version = *find_in_client<int>(library, client_path, "_USES_DR_VERSION_");
@@ -135,6 +141,7 @@ Symbol *find_in_client(void *library, const char *path, const char *name) {
         client.main(0, client.argc, client.argv);
         need_thread_state();
     });
+    start_process_support();
 }
 
 } // namespace

@@ -8,9 +8,12 @@
 // thread's platform stack" is therefore the one test of "inside the client".
 
 #include "platform/include/dr_api.h"
+#include "platform/src/signal_set.h"
 
+#include <csignal>
 #include <cstdint>
 #include <type_traits>
+#include <ucontext.h>
 
 namespace platform {
 
@@ -24,7 +27,7 @@ inline int64_t distance_from_thread_pointer(const void *in_area) {
 void start_thread_support();
 
 // Calls function(argument) on the calling thread's platform stack, which is made if there is none
-// yet. Not for code that is on it already.
+// yet. Not for code that is on it already. Signals that come meanwhile are let in at the end.
 void run_on_platform_stack(void (*function)(void *), void *argument);
 
 // The same with anything that can be called.
@@ -34,8 +37,14 @@ void run_on_platform_stack(F &&function) {
                           &function);
 }
 
+// Calls function(argument) farther down on the platform stack that `stack_pointer` lies in.
+void run_further_down(uint64_t stack_pointer, void (*function)(void *), void *argument);
+
+// Whether the calling thread has a platform stack: without one it has never run emulated code.
+bool has_platform_stack();
+
 // Raises the thread init events for the calling thread, if that hasn't been done. On its platform
-// stack.
+// stack. Doesn't return once the threads are closed, but on the thread that did it.
 void need_thread_state();
 
 // Raises the thread exit events for the calling thread, if its init events have been raised. On its
@@ -44,5 +53,47 @@ void end_thread_state();
 
 // Whether the stack pointer is in the calling thread's platform stack.
 bool inside_client(uint64_t stack_pointer);
+
+// ---- Signals that wait --------------------------------------------------------------------------
+
+// Keeps a signal that has come inside the client, and blocks all others in the context that it
+// interrupted but those that the client itself needs. Safe in a signal handler.
+void put_off_signal(const siginfo_t &info, ucontext_t &context);
+
+// Where the context has just left the client: sends the waiting signals to the thread again, and
+// gives the context back the mask that it had.
+void let_signals_in(ucontext_t &context);
+
+// ---- What a signal handler must not change ------------------------------------------------------
+
+// A copy of the client's memory of one thread, kept while an application's handler runs.
+struct memory_copy;
+
+// Makes a copy for the handler that `frame`, the kernel's context, belongs to. Null if the thread
+// has no such memory. On the platform stack.
+memory_copy *copy_thread_memory(const ucontext_t *frame);
+
+// Puts the copy back and gives its memory up. On the platform stack.
+void restore_thread_memory(memory_copy *copy);
+
+// ---- All threads --------------------------------------------------------------------------------
+
+// Keeps all other threads from running the client again, and returns when none is in it. They stop
+// at the next emulated instruction for good; their native code goes on.
+void close_other_threads();
+
+// Whether a signal is the message of close_other_threads to the thread that gets it.
+bool is_closing_signal(const siginfo_t &info);
+
+// What that signal asks of the calling thread. `context` is where it came, outside the client and
+// not within the code of a replaced instruction.
+void close_this_thread();
+
+// The same for a thread that is inside the client: when it has returned.
+void close_this_thread_later(ucontext_t &context);
+
+// Around a fork: nothing of this file changes between the two. The child has one thread.
+void lock_threads();
+void unlock_threads(bool in_child);
 
 } // namespace platform

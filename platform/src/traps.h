@@ -1,7 +1,7 @@
 #pragma once
 
 // Undefined words that the platform puts into its own code, to be told apart by their number. Every
-// processor traps on them; the handler knows them only inside trampolines.
+// processor traps on them; the handler knows them only inside trampolines and in the platform.
 
 #include "platform/include/dr_api.h"
 #include "platform/src/a64.h"
@@ -28,5 +28,9 @@ constexpr unsigned trap_field(a64::word_t word) {
 // "Go on in the application": the end of a trampoline that is out of a branch's reach of its site.
 // The eight bytes behind it are the address.
 inline constexpr a64::word_t trap_to_application = a64::udf(0x5c00);
+
+// "The client has returned, and something waits": see let_signals_in. Stands in the platform's own
+// code only, where call.S has the number too.
+inline constexpr a64::word_t trap_to_let_in = a64::udf(0x5c01);
 
 } // namespace platform

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <pthread.h>
 
 #ifdef dr_register_exit_event // later releases give the name to drmgr
 #undef dr_register_exit_event
@@ -96,6 +97,13 @@ static void event_exit() {
     drmgr_exit();
 }
 
+// A fork copies what the other threads were at. So the statistics are at rest in its moment.
+static void keep_locks_around_forks() {
+    const auto unlock = [] { icounts_mutex.unlock(); };
+    if (pthread_atfork([] { icounts_mutex.lock(); }, unlock, unlock) != 0)
+        assertion_failure(__LINE__, "false");
+}
+
 // The client has no options: any word before "--" is a usage error.
 static void check_arguments(int argc, const char *argv[]) {
     std::string error;
@@ -134,6 +142,7 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char *argv[]) {
     if (!drmgr_register_bb_app2app_event(event_instruction_change, nullptr))
         assertion_failure(__LINE__, "false");
     tls_idx = drmgr_register_tls_field();
+    keep_locks_around_forks();
 
     sve_instr_count.store(0, std::memory_order_release);
     aarch64_instr_count = 0;

@@ -2,8 +2,12 @@
 # Runs a program under the launcher, and by a command that has a processor with SVE. Fails unless it is
 # emulated in the first run and both runs have the same standard output and status.
 #
-#     compare.sh SVERUN SVE_PROCESSOR... -- PROGRAM ARGUMENTS...
+#     compare.sh [-n TIMES] SVERUN SVE_PROCESSOR... -- PROGRAM ARGUMENTS...
+#
+# With -n the emulated run is repeated: what goes wrong by an accident of timing may do so rarely.
 set -u
+times=1
+[[ $1 == -n ]] && times=$2 && shift 2
 sverun=$1
 shift
 processor=()
@@ -19,16 +23,24 @@ fi
 
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
-"$sverun" "$@" >"$directory/emulated" 2>"$directory/totals" </dev/null
-emulated_status=$?
-"${processor[@]}" "$@" >"$directory/real" </dev/null
+"${processor[@]}" "$@" >"$directory/real" 2>"$directory/real_errors" </dev/null
 real_status=$?
-cat "$directory/totals"
+fail() {
+    echo "FAILED: $1"
+    tail -n 5 "$directory/totals"
+    exit 1
+}
+[[ -s $directory/real ]] || { tail -n 5 "$directory/real_errors" && fail "the program prints nothing"; }
 
-[[ $emulated_status == "$real_status" ]] ||
-    { echo "FAILED: status $emulated_status under sverun, $real_status with SVE" && exit 1; }
-[[ -s $directory/real ]] || { echo "FAILED: the program prints nothing" && exit 1; }
-grep -qE ': [1-9][0-9]* SVE instructions executed$' "$directory/totals" ||
-    { echo "FAILED: nothing was emulated" && exit 1; }
-cmp "$directory/real" "$directory/emulated" || { diff -a "$directory/real" "$directory/emulated" | head -n 20; exit 1; }
-echo "$(wc -c <"$directory/real") bytes of output are equal"
+for ((time = 1; time <= times; time++)); do
+    "$sverun" "$@" >"$directory/emulated" 2>"$directory/totals" </dev/null
+    emulated_status=$?
+    [[ $emulated_status == "$real_status" ]] ||
+        fail "run $time: status $emulated_status under sverun, $real_status with SVE"
+    grep -qE ': [1-9][0-9]* SVE instructions executed$' "$directory/totals" ||
+        fail "run $time: nothing was emulated"
+    cmp "$directory/real" "$directory/emulated" ||
+        { diff -a "$directory/real" "$directory/emulated" | head -n 20 && fail "run $time differs"; }
+done
+cat "$directory/totals"
+echo "$(wc -c <"$directory/real") bytes of output are equal, $times times"

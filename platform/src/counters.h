@@ -1,0 +1,24 @@
+#pragma once
+
+// What the platform has done, for sverun --report. None of it is on the way of an emulated
+// instruction.
+
+#include <atomic>
+#include <cstdint>
+
+namespace platform {
+
+struct platform_counters {
+    std::atomic<uint64_t> traps;             // instructions that the processor didn't know
+    std::atomic<uint64_t> sites_rewritten;   // of them, those that have become branches
+    std::atomic<uint64_t> signals_delivered; // handlers of the application that were called
+    std::atomic<uint64_t> signals_put_off;   // signals that came inside the client
+    std::atomic<uint64_t> signals_moved;     // those that came within a replaced instruction's code
+};
+inline constinit platform_counters counters{};
+
+inline void count(std::atomic<uint64_t> &counter) {
+    counter.fetch_add(1, std::memory_order_relaxed);
+}
+
+} // namespace platform

@@ -1,0 +1,110 @@
+// What a handler sees and changes of the registers that it interrupts: those before or after an
+// instruction of the program, and never anything of the emulation.
+#include "emulated_work.h"
+
+#include <asm/sigcontext.h>
+#include <csignal>
+#include <cstring>
+#include <sys/time.h>
+#include <ucontext.h>
+
+// Until the signal handler makes x0 zero: emulated instructions with every other register at a known
+// value. Returns the sum that they have counted.
+extern "C" [[gnu::visibility("hidden")]] uint64_t known_registers(void);
+extern "C" [[gnu::visibility("hidden")]] const uint32_t known_loop[], known_loop_end[];
+asm(R"(
+    .arch_extension sve
+    .text
+    .type known_registers, %function
+known_registers:
+    sub sp, sp, #176
+    stp x19, x20, [sp]
+    stp x21, x22, [sp, #16]
+    stp x23, x24, [sp, #32]
+    stp x25, x26, [sp, #48]
+    stp x27, x28, [sp, #64]
+    stp x29, x30, [sp, #80]
+    stp d8, d9, [sp, #96]
+    stp d10, d11, [sp, #112]
+    stp d12, d13, [sp, #128]
+    stp d14, d15, [sp, #144]
+    mov x0, #0
+    .irp n, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30
+    mov x\n, #0x1000 + \n
+    .endr
+    .irp n, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31
+    movi v\n\().16b, #\n
+    .endr
+    dup z0.s, #0
+    dup z1.s, #0
+    cmp x0, x1 // less: N set, Z, C and V clear
+known_loop:
+    add z0.s, z0.s, #1
+    add z1.s, z1.s, #2
+    cbz x0, known_loop
+known_loop_end:
+    add z0.s, z0.s, z0.s
+    sub z0.s, z0.s, z1.s // each lane is zero
+    ptrue p0.s
+    uaddv d0, p0, z0.s
+    fmov x0, d0
+    ldp x19, x20, [sp]
+    ldp x21, x22, [sp, #16]
+    ldp x23, x24, [sp, #32]
+    ldp x25, x26, [sp, #48]
+    ldp x27, x28, [sp, #64]
+    ldp x29, x30, [sp, #80]
+    ldp d8, d9, [sp, #96]
+    ldp d10, d11, [sp, #112]
+    ldp d12, d13, [sp, #128]
+    ldp d14, d15, [sp, #144]
+    add sp, sp, #176
+    ret
+)");
+
+static unsigned seen_in_loop;
+static uint64_t loop_sp;
+
+static const fpsimd_context *vectors(const mcontext_t &machine) {
+    auto *record = reinterpret_cast<const _aarch64_ctx *>(machine.__reserved);
+    while (record->magic != FPSIMD_MAGIC)
+        record = reinterpret_cast<const _aarch64_ctx *>(
+            reinterpret_cast<const char *>(record) + record->size);
+    return reinterpret_cast<const fpsimd_context *>(record);
+}
+
+static void on_tick(int, siginfo_t *, void *context) {
+    auto &machine = static_cast<ucontext_t *>(context)->uc_mcontext;
+    const uint64_t pc = machine.pc;
+    if (pc < reinterpret_cast<uint64_t>(known_loop) ||
+        pc >= reinterpret_cast<uint64_t>(known_loop_end))
+        return;
+    EXPECT(pc % 4 == 0);
+    for (unsigned i = 1; i < 31; i++)
+        EXPECT(machine.regs[i] == 0x1000 + i);
+    EXPECT(machine.regs[0] == 0);
+    EXPECT((machine.pstate & 0xf0000000) == 0x80000000);
+    EXPECT(loop_sp == 0 || machine.sp == loop_sp);
+    loop_sp = machine.sp;
+    for (unsigned i = 2; i < 32; i++) {
+        uint8_t expected[16];
+        memset(expected, static_cast<int>(i), sizeof expected);
+        EXPECT(memcmp(&vectors(machine)->vregs[i], expected, sizeof expected) == 0);
+    }
+    emulated_disturbance();
+    if (++seen_in_loop % 20 == 0)
+        machine.regs[0] = 1; // what is written here reaches the program
+}
+
+int main() {
+    struct sigaction action = {};
+    action.sa_sigaction = on_tick;
+    action.sa_flags = SA_SIGINFO;
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval fast = {{0, 700}, {0, 700}}, never = {};
+    setitimer(ITIMER_REAL, &fast, nullptr);
+    while (seen_in_loop < 80)
+        EXPECT(known_registers() == 0);
+    setitimer(ITIMER_REAL, &never, nullptr);
+    return verdict("context");
+}
