@@ -15,6 +15,7 @@ if(bad_vector_length)
 endif()
 
 option(SVE_SANITIZE "Build with address and undefined-behaviour sanitizers" OFF)
+option(SVE_STATISTICS "Build, beside the client library that doesn't count, the one that counts instructions" ON)
 set(SVE_PLATFORM builtin CACHE STRING
     "Platform that the client library is built for: builtin, or dynamorio (an installed one)")
 set_property(CACHE SVE_PLATFORM PROPERTY STRINGS builtin dynamorio)
