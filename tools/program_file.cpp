@@ -100,6 +100,40 @@ std::string fault_of_header(const Elf64_Ehdr &header, size_t bytes) {
     return "";
 }
 
+// An AArch64 program or library.
+struct elf_file {
+    std::ifstream content;
+    Elf64_Ehdr header{};
+    std::vector<Elf64_Phdr> segments;
+};
+
+// Throws a refusal if the file is none, or ends before what its headers speak of.
+elf_file open_elf_file(const std::string &path) {
+    elf_file result;
+    auto &[file, header, segments] = result;
+    const auto refused = [&](const std::string &why) {
+        return refusal(status_cannot_run, path + ": " + why);
+    };
+    file.open(path, std::ios::binary);
+    if (!file)
+        throw refused(std::string("cannot be read: ") + strerror(errno));
+    read_at(file, 0, &header, sizeof header);
+    if (const std::string fault = fault_of_header(header, file.gcount()); !fault.empty())
+        throw refused(fault);
+
+    segments.resize(header.e_phnum);
+    if (!read_at(file, header.e_phoff, segments.data(), segments.size() * sizeof(Elf64_Phdr)))
+        throw refused("the file is truncated");
+    for (const Elf64_Phdr &segment : segments) {
+        char last;
+        const uint64_t end = segment.p_offset + segment.p_filesz;
+        if (segment.p_type == PT_LOAD && segment.p_filesz != 0 &&
+            (end < segment.p_offset || !read_at(file, end - 1, &last, 1)))
+            throw refused("the file is truncated");
+    }
+    return result;
+}
+
 } // namespace
 
 std::string find_program(const std::string &word, const std::string &advice) {
@@ -138,6 +172,10 @@ std::string find_program(const std::string &word, const std::string &advice) {
     throw refusal(status_not_found, word + ": not found" + advice);
 }
 
+void require_library(const std::string &path) {
+    open_elf_file(path);
+}
+
 std::string loader_of_program(const std::string &path) {
     const auto refused = [&](const std::string &why) {
         return refusal(status_cannot_run, path + ": " + why);
@@ -152,17 +190,8 @@ std::string loader_of_program(const std::string &path) {
     if (getxattr(path.c_str(), "security.capability", nullptr, 0) >= 0)
         throw refused("a program with file capabilities, which nothing can be preloaded into");
 
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw refused(std::string("cannot be read: ") + strerror(errno));
-    Elf64_Ehdr header{};
-    read_at(file, 0, &header, sizeof header);
-    if (const std::string fault = fault_of_header(header, file.gcount()); !fault.empty())
-        throw refused(fault);
-
-    std::vector<Elf64_Phdr> segments(header.e_phnum);
-    if (!read_at(file, header.e_phoff, segments.data(), segments.size() * sizeof(Elf64_Phdr)))
-        throw refused("the file is truncated");
+    elf_file opened = open_elf_file(path);
+    auto &[file, header, segments] = opened;
     for (const Elf64_Phdr &segment : segments) {
         if (segment.p_type != PT_INTERP)
             continue;

@@ -14,4 +14,7 @@ std::string find_program(const std::string &word, const std::string &advice = ""
 // file's content is trusted in nothing.
 std::string loader_of_program(const std::string &path);
 
+// Throws a refusal unless the file `path` is a whole AArch64 library, or program.
+void require_library(const std::string &path);
+
 } // namespace sverun

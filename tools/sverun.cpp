@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <getopt.h>
 #include <optional>
@@ -82,7 +83,17 @@ refusal usage_error(const std::string &what) {
 }
 
 request parse_command_line(int argc, char **argv) {
-    enum { help = 256, version, client, client_arg, trap_every_time, report, emulator, cpu, sysroot };
+    enum {
+        help = 256,
+        version,
+        client,
+        client_arg,
+        trap_every_time,
+        report,
+        emulator,
+        cpu,
+        sysroot
+    };
     static constexpr option options[] = {
         {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},
@@ -222,6 +233,7 @@ void require_loader(const std::string &program, const std::string &loader,
         (self.parent_path() / SVERUN_LIBRARY_DIR).lexically_normal();
     const std::string preload = preload_list(library(installed / "libsve_platform.so"));
     const std::string client = library(request.client.value_or(installed / client_library));
+    require_library(client);
 
     // The platform library takes these, and itself, out of the program's environment again.
     std::vector<std::string> environment = inherited_environment(on_aarch64);
@@ -267,10 +279,23 @@ void complain(std::string text) {
     std::fprintf(stderr, "sverun: %s\n", text.c_str());
 }
 
+// A program that is started without a standard error stream could get its number for a file of its
+// own, and the totals in it. So there is one, which leads nowhere.
+void need_standard_error() {
+    if (fcntl(STDERR_FILENO, F_GETFD) != -1)
+        return;
+    const int nowhere = open("/dev/null", O_RDWR);
+    if (nowhere != -1 && nowhere != STDERR_FILENO) {
+        dup2(nowhere, STDERR_FILENO);
+        close(nowhere);
+    }
+}
+
 } // namespace
 } // namespace sverun
 
 int main(int argc, char **argv) {
+    sverun::need_standard_error();
     try {
         sverun::run(sverun::parse_command_line(argc, argv));
     } catch (const sverun::refusal &refusal) {

@@ -96,6 +96,7 @@ extern "C" int __cxa_atexit(void (*function)(void *), void *argument, void *libr
 void dr_register_exit_event_of(void (*func)(), void *library) {
     // Registered as the library's own, behind its static objects, so it runs before they are
     // destroyed.
-    if (!exit_events.add(func) || __cxa_atexit([](void *) { end_emulation(); }, nullptr, library) != 0)
+    if (!exit_events.add(func) ||
+        __cxa_atexit([](void *) { end_emulation(); }, nullptr, library) != 0)
         refuse(125, "no room for an exit event");
 }

@@ -18,6 +18,8 @@ const libc_functions &libc() {
         find(functions.pthread_sigmask, "pthread_sigmask");
         find(functions.sigprocmask, "sigprocmask");
         find(functions.pthread_attr_setsigmask_np, "pthread_attr_setsigmask_np");
+        find(functions.timer_create, "timer_create");
+        find(functions.mq_notify, "mq_notify");
         find(functions.sigsuspend, "sigsuspend");
         find(functions.ppoll, "ppoll");
         find(functions.__ppoll_chk, "__ppoll_chk");

@@ -2,11 +2,13 @@
 
 // The C library's own functions behind the names that the platform defines again.
 
+#include <mqueue.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
+#include <time.h>
 
 namespace platform {
 
@@ -14,6 +16,8 @@ struct libc_functions {
     decltype(&::pthread_sigmask) pthread_sigmask;
     decltype(&::sigprocmask) sigprocmask;
     int (*pthread_attr_setsigmask_np)(pthread_attr_t *, const sigset_t *);
+    decltype(&::timer_create) timer_create;
+    decltype(&::mq_notify) mq_notify;
     decltype(&::sigsuspend) sigsuspend;
     decltype(&::ppoll) ppoll;
     int (*__ppoll_chk)(pollfd *, nfds_t, const timespec *, const sigset_t *, size_t);

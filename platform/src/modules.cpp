@@ -46,9 +46,39 @@ static bool find_by_mappings(uintptr_t address, module_record &record, char *pat
     return true;
 }
 
+static bool main_is_guarded;
+
+// Whether the executable's notes ask for branch target identification.
+static bool asks_for_guard() {
+    constexpr unsigned feature_1_and = 0xc0000000, bti = 1; // of the AArch64 processor's ELF
+    const auto *segments = reinterpret_cast<const Elf64_Phdr *>(getauxval(AT_PHDR));
+    const size_t count = getauxval(AT_PHNUM);
+    uintptr_t bias = 0;
+    for (size_t i = 0; i < count; i++)
+        if (segments[i].p_type == PT_PHDR)
+            bias = reinterpret_cast<uintptr_t>(segments) - segments[i].p_vaddr;
+    for (size_t i = 0; i < count; i++) {
+        if (segments[i].p_type != PT_GNU_PROPERTY)
+            continue;
+        // A note's header and its name, "GNU"; then properties of type, size and value.
+        const auto *at = reinterpret_cast<const unsigned *>(bias + segments[i].p_vaddr);
+        const auto *end = at + segments[i].p_memsz / sizeof *at;
+        for (at += 4; at + 2 < end; at += 2 + (at[1] + 7) / 8 * 2)
+            if (at[0] == feature_1_and)
+                return at[2] & bti;
+    }
+    return false;
+}
+
 void find_main_module() {
+    constexpr unsigned long processor_guards = 1 << 17; // in AT_HWCAP2
     if (!find_by_mappings(getauxval(AT_PHDR), main_record, main_path))
         main_record = {};
+    main_is_guarded = (getauxval(AT_HWCAP2) & processor_guards) && asks_for_guard();
+}
+
+bool is_guarded(uintptr_t address) {
+    return main_is_guarded && address >= main_record.start && address < main_record.end;
 }
 
 bool find_module(uintptr_t address, module_record &record, char *path) {

@@ -16,6 +16,10 @@ void find_main_module();
 // The executable, or null if it couldn't be found.
 const module_record *main_module();
 
+// Whether the code at an address is guarded against branches that don't land where they should: the
+// executable's, if it was built so and the processor does it.
+bool is_guarded(uintptr_t address);
+
 // The module that holds an address. False if none does. `path` has room for PATH_MAX bytes and may
 // be what the record's path points to.
 bool find_module(uintptr_t address, module_record &record, char *path);

@@ -116,7 +116,8 @@ void end_emulation() {
 
 void start_process_support() {
     own_process = getpid();
-    if (pthread_atfork(before_fork, [] { after_fork(false); }, [] { after_fork(true); }) != 0 ||
+    if (pthread_atfork(
+            before_fork, [] { after_fork(false); }, [] { after_fork(true); }) != 0 ||
         at_quick_exit(end_emulation) != 0)
         refuse(125, "no room for what follows the process's life");
 }

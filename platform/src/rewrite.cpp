@@ -6,6 +6,7 @@
 #include "platform/src/mappings.h"
 #include "platform/src/memory.h"
 #include "platform/src/message.h"
+#include "platform/src/modules.h"
 #include "platform/src/thread.h"
 #include "platform/src/trampolines.h"
 #include "platform/src/traps.h"
@@ -24,58 +25,66 @@ bool trap_every_time;
 // Guards all below, the trampolines and the instruction lists. Taken with signals blocked only.
 pthread_mutex_t patch_lock = PTHREAD_MUTEX_INITIALIZER;
 
-// ---- Sites that keep their word ----------------------------------------------------------------
+// ---- Sites --------------------------------------------------------------------------------------
 
-// An open-addressed table from the address of such a site to its trampoline. Few programs have any,
-// so it is made when the first one comes.
+// A replaced instruction. Code may be written over and run again: what is known of its place then
+// is good for the same word, and the memory of its trampoline for another.
+struct site {
+    uintptr_t address; // 0: a free entry
+    a64::word_t word;
+    bool rewritten; // else it keeps its word, and traps each time
+    bool near;      // its trampoline lies within a branch
+    a64::word_t *code;
+    size_t words; // room for so many there
+};
+
+// An open-addressed table of them. Pointers into it are good until the next call of `need`.
 class site_table {
 public:
-    a64::word_t *find(uintptr_t site, a64::word_t word) const {
-        return capacity_ && slot(site).word == word ? slot(site).code : nullptr;
+    site *find(uintptr_t address) {
+        site *entry = capacity_ ? &entry_of(address) : nullptr;
+        return entry && entry->address ? entry : nullptr;
     }
-    // False if there is no memory for it.
-    bool add(uintptr_t site, a64::word_t word, a64::word_t *code) {
+    // The entry for an address, perhaps a new one. Null if there is no memory for it.
+    site *need(uintptr_t address) {
+        if (site *found = find(address))
+            return found;
         if (2 * count_ >= capacity_ && !grow())
-            return false;
-        entry &free_slot = slot(site);
-        count_ += free_slot.site == 0;
-        free_slot = {site, word, code};
-        return true;
+            return nullptr;
+        count_++;
+        site &entry = entry_of(address);
+        entry.address = address;
+        return &entry;
     }
 
 private:
-    struct entry {
-        uintptr_t site; // 0: a free slot
-        a64::word_t word;
-        a64::word_t *code;
-    };
-    entry *entries_ = nullptr;
+    site *entries_ = nullptr;
     size_t capacity_ = 0; // a power of two
     size_t count_ = 0;
 
-    entry &slot(uintptr_t site) const {
-        size_t i = site / 4;
-        while (entries_[i & (capacity_ - 1)].site != 0 &&
-               entries_[i & (capacity_ - 1)].site != site)
+    site &entry_of(uintptr_t address) const {
+        size_t i = address / 4;
+        while (entries_[i & (capacity_ - 1)].address != 0 &&
+               entries_[i & (capacity_ - 1)].address != address)
             i++;
         return entries_[i & (capacity_ - 1)];
     }
     bool grow() {
         const site_table old = *this;
         const size_t capacity = capacity_ ? 2 * capacity_ : 1024;
-        auto *entries = static_cast<entry *>(map_memory(capacity * sizeof(entry)));
+        auto *entries = static_cast<site *>(map_memory(capacity * sizeof(site)));
         if (!entries)
             return false;
         entries_ = entries;
         capacity_ = capacity;
         for (size_t i = 0; i < old.capacity_; i++)
-            if (old.entries_[i].site)
-                slot(old.entries_[i].site) = old.entries_[i];
-        unmap_memory(old.entries_, old.capacity_ * sizeof(entry));
+            if (old.entries_[i].address)
+                entry_of(old.entries_[i].address) = old.entries_[i];
+        unmap_memory(old.entries_, old.capacity_ * sizeof(site));
         return true;
     }
 };
-constinit site_table unpatched_sites{};
+constinit site_table sites{};
 
 // ---- Blocks ------------------------------------------------------------------------------------
 
@@ -138,22 +147,27 @@ void write_word(uintptr_t pc, a64::word_t word) {
     __builtin___clear_cache(reinterpret_cast<char *>(pc), reinterpret_cast<char *>(pc + 4));
 }
 
-// Writes the trampoline of one site from the instructions [first, last) that stand for it. Returns
-// where it is, with `near` telling whether the site can branch to it; code is null without memory.
-trampoline_place write_trampoline(uintptr_t site, const instr_t *first, const instr_t *last) {
+// Writes the trampoline of a site from the instructions [first, last) that stand for it. False if
+// there is no memory for it.
+bool write_trampoline(site &at, const instr_t *first, const instr_t *last) {
     constexpr size_t longest_end = 4; // alignment, trap_to_application, address
     size_t words = longest_end;
     for (const instr_t *instr = first; instr != last; instr = instr->next)
         words++;
-    const trampoline_place place = take_trampoline(site, words);
-    if (!place.code)
-        return place;
+    if (words > at.words) {
+        const trampoline_place place = take_trampoline(at.address, words);
+        if (!place.code)
+            return false;
+        at.code = place.code;
+        at.near = place.near;
+        at.words = words;
+    }
 
-    a64::word_t *out = place.code;
+    a64::word_t *out = at.code;
     for (const instr_t *instr = first; instr != last; instr = instr->next)
         *out++ = instr->word;
-    const uintptr_t next = site + 4;
-    if (place.near) {
+    const uintptr_t next = at.address + 4;
+    if (at.near) {
         *out = a64::b(static_cast<int64_t>(next - reinterpret_cast<uintptr_t>(out)));
         out++;
     } else {
@@ -161,8 +175,8 @@ trampoline_place write_trampoline(uintptr_t site, const instr_t *first, const in
         std::memcpy(out, &next, sizeof next);
         out += sizeof next / sizeof *out;
     }
-    __builtin___clear_cache(reinterpret_cast<char *>(place.code), reinterpret_cast<char *>(out));
-    return place;
+    __builtin___clear_cache(reinterpret_cast<char *>(at.code), reinterpret_cast<char *>(out));
+    return true;
 }
 
 // Writes out what the clients made of a block: trampolines first, then the sites.
@@ -186,20 +200,30 @@ void write_block(const instrlist_t &list, int protection) {
             refuse(125, "a client inserts code before an instruction that it keeps, at %p",
                    static_cast<void *>(first->pc));
 
-        const uintptr_t site = reinterpret_cast<uintptr_t>(first->pc);
-        const trampoline_place place = write_trampoline(site, first, last);
-        if (!place.code)
+        const uintptr_t pc = reinterpret_cast<uintptr_t>(first->pc);
+        const a64::word_t word = read_word(pc);
+        site *at = sites.need(pc);
+        if (!at || (at->word != word && !write_trampoline(*at, first, last)))
             refuse(125, "no memory for the code of the instruction at %p",
                    static_cast<void *>(first->pc));
-        if (place.near && text && !trap_every_time) {
-            write_word(
-                site, a64::b(static_cast<int64_t>(reinterpret_cast<uintptr_t>(place.code) - site)));
+        at->word = word;
+        at->rewritten = at->near && text && !trap_every_time;
+        if (at->rewritten) {
+            write_word(pc,
+                       a64::b(static_cast<int64_t>(reinterpret_cast<uintptr_t>(at->code) - pc)));
             count(counters.sites_rewritten);
-        } else if (!unpatched_sites.add(site, read_word(site), place.code))
-            refuse(125, "no memory to remember the instruction at %p",
-                   static_cast<void *>(first->pc));
+        }
         first = last;
     }
+}
+
+// The protection of the mapping that the instruction lies in, PROT_BTI included: the process's map
+// doesn't show that.
+int protection_of(const mapping &text, uintptr_t pc) {
+#ifndef PROT_BTI
+    constexpr int PROT_BTI = 0x10;
+#endif
+    return text.protection | (is_guarded(pc) ? PROT_BTI : 0);
 }
 
 } // namespace
@@ -217,13 +241,15 @@ void set_trap_every_time() {
 
 uintptr_t handle_trapped_instruction(uintptr_t pc) {
     pthread_mutex_lock(&patch_lock);
-    uintptr_t go_on = 0;
-    const a64::word_t word = read_word(pc);
-    if (is_rewritten(pc, word)) {
-        go_on = pc; // another thread was first
-    } else if (a64::word_t *code = unpatched_sites.find(pc, word)) {
-        go_on = reinterpret_cast<uintptr_t>(code);
-    } else {
+    const auto stand_in = [pc]() -> uintptr_t {
+        const a64::word_t word = read_word(pc);
+        if (is_rewritten(pc, word)) // by another thread, perhaps
+            return pc + static_cast<uintptr_t>(a64::b_distance(word));
+        const site *at = sites.find(pc);
+        return at && at->word == word && !at->rewritten ? reinterpret_cast<uintptr_t>(at->code) : 0;
+    };
+    uintptr_t go_on = stand_in();
+    if (!go_on) {
         mapping around = {};
         for_each_mapping([&](const mapping &m) {
             around = m;
@@ -231,14 +257,25 @@ uintptr_t handle_trapped_instruction(uintptr_t pc) {
         });
         instrlist_t list = make_block(pc, around.end);
         raise_block(&dr_thread_area, &list);
-        write_block(list, around.protection);
-        if (is_rewritten(pc, read_word(pc)))
-            go_on = pc;
-        else
-            go_on = reinterpret_cast<uintptr_t>(unpatched_sites.find(pc, word));
+        write_block(list, protection_of(around, pc));
+        go_on = stand_in();
     }
     pthread_mutex_unlock(&patch_lock);
     return go_on;
+}
+
+bool exchange_text(uintptr_t pc, a64::word_t word, a64::word_t &former) {
+    mapping around = {};
+    for_each_mapping([&](const mapping &m) {
+        around = m;
+        return !m.contains(pc);
+    });
+    const writable_text text(pc, pc, protection_of(around, pc));
+    if (!text)
+        return false;
+    former = read_word(pc);
+    write_word(pc, word);
+    return true;
 }
 
 } // namespace platform

@@ -21,10 +21,13 @@ namespace platform {
 // Leave all sites as they are, so that every replaced instruction traps each time it runs.
 void set_trap_every_time();
 
-// Handles the trapped instruction at `pc`. Returns where to go on: `pc` again if it is a branch by
-// now, a trampoline, or 0 if no client replaced it. On any thread with a platform stack, signals
-// blocked.
+// Handles the trapped instruction at `pc`. Returns the trampoline to go on in, or 0 if no client
+// replaced it. On any thread with a platform stack, signals blocked.
 uintptr_t handle_trapped_instruction(uintptr_t pc);
+
+// Puts another word into the program's text. False if it can't be written. While there is one
+// thread.
+bool exchange_text(uintptr_t pc, a64::word_t word, a64::word_t &former);
 
 // Around a fork.
 void lock_patching();

@@ -124,8 +124,7 @@ int set_action(int signal, const signal_action *action, signal_action *old) {
 } // namespace
 
 int platform::set_kernel_action(int signal, const signal_action *action, signal_action *old) {
-    return static_cast<int>(
-        syscall(SYS_rt_sigaction, signal, action, old, sizeof(signal_set)));
+    return static_cast<int>(syscall(SYS_rt_sigaction, signal, action, old, sizeof(signal_set)));
 }
 
 signal_action platform::application_action(int signal) {

@@ -3,12 +3,15 @@
 // of the same names, and hand everything else on.
 #include "platform/include/dr_api.h"
 #include "platform/src/libc_functions.h"
+#include "platform/src/memory.h"
 #include "platform/src/signal_set.h"
 
+#include <mqueue.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
+#include <time.h>
 
 using namespace platform;
 
@@ -87,6 +90,76 @@ DR_EXPORT int sighold(int signal) noexcept {
 }
 DR_EXPORT int sigrelse(int signal) noexcept {
     return change_mask_by_one(SIG_UNBLOCK, signal);
+}
+
+// ---- Threads that the C library makes, with all signals blocked ---------------------------------
+
+namespace {
+
+// What the program wants called in such a thread. Kept for good, since a thread may be on its way
+// when its timer is deleted; programs that make one like another get the same again.
+struct notification {
+    void (*function)(union sigval);
+    union sigval value;
+};
+
+const notification *keep(const notification &wanted) {
+    constexpr unsigned per_piece = 512;
+    static constinit pthread_mutex_t lock = PTHREAD_MUTEX_INITIALIZER;
+    static constinit notification *piece;
+    static constinit unsigned used;
+
+    const signals_blocked_but_own blocked;
+    pthread_mutex_lock(&lock);
+    notification *found = nullptr;
+    for (unsigned i = 0; piece && i < used && !found; i++)
+        if (piece[i].function == wanted.function &&
+            piece[i].value.sival_ptr == wanted.value.sival_ptr)
+            found = &piece[i];
+    if (!found) {
+        if (!piece || used == per_piece) {
+            piece = static_cast<notification *>(map_memory(per_piece * sizeof *piece));
+            used = 0;
+        }
+        if (piece) {
+            found = &piece[used++];
+            *found = wanted;
+        }
+    }
+    pthread_mutex_unlock(&lock);
+    return found;
+}
+
+void notify(union sigval kept) {
+    exchange_mask(exchange_mask(~signal_set{0}) & ~own_signals);
+    const auto &wanted = *static_cast<const notification *>(kept.sival_ptr);
+    wanted.function(wanted.value);
+}
+
+// The event with the same meaning whose thread, if it has one, can emulate.
+struct sigevent with_own_signals(const struct sigevent &event) {
+    struct sigevent result = event;
+    if (event.sigev_notify == SIGEV_THREAD)
+        if (const notification *kept = keep({event.sigev_notify_function, event.sigev_value})) {
+            result.sigev_notify_function = notify;
+            result.sigev_value.sival_ptr = const_cast<notification *>(kept);
+        }
+    return result;
+}
+
+} // namespace
+
+DR_EXPORT int timer_create(clockid_t clock, struct sigevent *event, timer_t *timer) noexcept {
+    if (!event)
+        return libc().timer_create(clock, event, timer);
+    struct sigevent changed = with_own_signals(*event);
+    return libc().timer_create(clock, &changed, timer);
+}
+DR_EXPORT int mq_notify(mqd_t queue, const struct sigevent *event) noexcept {
+    if (!event)
+        return libc().mq_notify(queue, event);
+    const struct sigevent changed = with_own_signals(*event);
+    return libc().mq_notify(queue, &changed);
 }
 
 // ---- Masks while a call waits. All of them may end by the thread's cancellation -----------------

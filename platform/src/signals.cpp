@@ -68,9 +68,9 @@ void run_handler(const signal_action &action, int signal, siginfo_t *info, ucont
     if (is_own_signal(signal)) {
         // The kernel blocks all for these.
         const bool blocks_itself = !(action.flags & SA_NODEFER);
-        exchange_mask((kernel_set(context.uc_sigmask) | action.mask |
-                       (blocks_itself ? set_of(signal) : 0)) &
-                      ~own_signals);
+        exchange_mask(
+            (kernel_set(context.uc_sigmask) | action.mask | (blocks_itself ? set_of(signal) : 0)) &
+            ~own_signals);
     }
     count(counters.signals_delivered);
     errno = interrupted_errno;
@@ -174,7 +174,7 @@ bool resume(mcontext_t &machine) {
 [[gnu::noinline]] void handle_closing(ucontext_t &context) {
     if (inside_client(context.uc_mcontext.sp) || dr_thread_area.pending)
         close_this_thread_later(context);
-    else
+    else if (has_platform_stack()) // it may have ended its state meanwhile
         run_on_platform_stack([&] {
             move_to_instruction_boundary(context);
             close_this_thread();

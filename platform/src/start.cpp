@@ -10,6 +10,7 @@
 //     SVERUN_REPORT          set: what the platform has done is told at the end
 
 #include "platform/include/dr_api.h"
+#include "platform/src/loading.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
 #include "platform/src/process.h"
@@ -95,7 +96,35 @@ Symbol *find_in_client(void *library, const char *path, const char *name) {
     return symbol;
 }
 
-[[gnu::constructor]] void start() {
+// Loads the client and calls its entry. No signal of the program's comes in between, and nothing of
+// the program is called.
+void load_client(const char *client_path, char *words) {
+    const signals_blocked_but_own blocked;
+    const heap_diverted diverted;
+
+    // Local: what the client exports is not the application's to find. On the platform stack: the
+    // client's static initialisers are the client.
+    void *library = nullptr;
+    run_on_platform_stack([&] { library = dlopen(client_path, RTLD_NOW | RTLD_LOCAL); });
+    if (!library)
+        refuse(127, "can't load the client library: %s", dlerror());
+    const int version = *find_in_client<int>(library, client_path, "_USES_DR_VERSION_");
+    if (version != 602)
+        refuse(127, "%s is built for interface version %d, and this platform has 602", client_path,
+               version);
+    client_start client = {
+        find_in_client<decltype(dr_client_main)>(library, client_path, "dr_client_main"),
+        1,
+        {client_path}};
+    split_arguments(client, words);
+
+    run_on_platform_stack([&client] {
+        client.main(0, client.argc, client.argv);
+        need_thread_state();
+    });
+}
+
+[[gnu::constructor]] void start(int argc, char **argv, char **environment) {
     if (getauxval(AT_HWCAP) & HWCAP_SVE)
         refuse(126, "this processor has SVE: run the program directly");
 
@@ -121,27 +150,9 @@ Symbol *find_in_client(void *library, const char *path, const char *name) {
     start_thread_support();
     start_signal_support();
 
-    // Local: what the client exports is not the application's to find. On the platform stack: the
-    // client's static initialisers are the client.
-    void *library = nullptr;
-    run_on_platform_stack([&] { library = dlopen(client_path, RTLD_NOW | RTLD_LOCAL); });
-    if (!library)
-        refuse(127, "can't load the client library: %s", dlerror());
-    const int version = *find_in_client<int>(library, client_path, "_USES_DR_VERSION_");
-    if (version != 602)
-        refuse(127, "%s is built for interface version %d, and this platform has 602", client_path,
-               version);
-    client_start client = {
-        find_in_client<decltype(dr_client_main)>(library, client_path, "dr_client_main"),
-        1,
-        {client_path}};
-    split_arguments(client, words);
-
-    run_on_platform_stack([&client] {
-        client.main(0, client.argc, client.argv);
-        need_thread_state();
-    });
+    load_client(client_path, words);
     start_process_support();
+    run_preinit_functions(argc, argv, environment);
 }
 
 } // namespace

@@ -91,23 +91,26 @@ pid_t thread_id() {
 
 // ---- The platform stack -------------------------------------------------------------------------
 
+static void add_record(void *record) {
+    auto *added = static_cast<thread_record *>(record);
+    added->area = &dr_thread_area;
+    added->tid = thread_id();
+    const threads_locked locked;
+    added->next = threads;
+    threads = added;
+}
+
 // Out of line: whoever needs the stack may have little of another.
 [[gnu::noinline]] static void make_platform_stack() {
-    dr_thread_area_t &area = dr_thread_area;
     auto *base = static_cast<byte *>(map_memory(stack_bytes));
     if (!base)
         refuse(125, "no memory for a thread's stack");
     // The lowest page is the guard.
     mprotect(base, static_cast<size_t>(sysconf(_SC_PAGESIZE)), PROT_NONE);
-    auto *record = reinterpret_cast<thread_record *>(base + stack_bytes - sizeof(thread_record));
-    record->area = &area;
-    record->tid = thread_id();
-
-    const threads_locked locked;
-    record->next = threads;
-    threads = record;
-    area.stack_base = base;
-    area.stack_top = reinterpret_cast<byte *>(record);
+    byte *record = base + stack_bytes - sizeof(thread_record);
+    dr_thread_area.stack_base = base;
+    dr_thread_area.stack_top = record;
+    sve_platform_switch_stack(add_record, record, record);
 }
 
 bool has_platform_stack() {

@@ -46,6 +46,16 @@ auto element_of(const wide_elements<T> &wide, unsigned element) {
     return wide.vector.template get<Wide>(element * sizeof(T) / sizeof(Wide));
 }
 
+// An operand whose element e is f(e).
+template <class F>
+struct elements_by {
+    F f;
+};
+template <class T, class F>
+auto element_of(const elements_by<F> &elements, unsigned element) {
+    return elements.f(element);
+}
+
 // Calls f(element, active) for each element of type T in ascending order. The predicate is read a word at
 // a time: every predicated function of the library runs this loop.
 template <class T, class F>

@@ -67,6 +67,15 @@ using Zm = plain_operand<aarch64_z_reg, 20, 16, size>;
 template <unsigned size>
 using Zm_9_5 = plain_operand<aarch64_z_reg, 9, 5, size>;
 
+// Of indexed forms: an index of elements, pairs or groups within a segment takes the upper bits of Zm.
+template <unsigned size>
+using Zm_18_16 = plain_operand<aarch64_z_reg, 18, 16, size>;
+template <unsigned size>
+using Zm_19_16 = plain_operand<aarch64_z_reg, 19, 16, size>;
+using Index_20_19 = joined_fields<20, 19>;
+using Index_20 = joined_fields<20, 20>;
+using Index_22_20_19 = joined_fields<22, 22, 20, 19>;
+
 // Governing predicates, with their qualifier.
 template <unsigned qualifier>
 using Pg = plain_operand<aarch64_p_reg, 12, 10, qualifier>;
@@ -174,6 +183,11 @@ template <unsigned size>
 using ShiftRight = right_shift<size, 16>;
 template <unsigned size>
 using ShiftRightPredicated = right_shift<size, 5>;
+
+// Rotations of complex numbers: of FCADD, FCMLA (vectors) and FCMLA (indexed).
+using Rotation_16 = UImm<16, 16>;
+using Rotation_14_13 = UImm<14, 13>;
+using Rotation_11_10 = UImm<11, 10>;
 
 // Element counts: a pattern, and what its count is multiplied by.
 using Pattern = UImm<9, 5>;

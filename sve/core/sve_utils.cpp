@@ -5,6 +5,8 @@
 #include "sve/fp/arithmetic.h"
 #include "sve/fp/compares.h"
 #include "sve/fp/conversions.h"
+#include "sve/fp/estimates.h"
+#include "sve/fp/multiply_add.h"
 #include "sve/fp/reductions.h"
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/logic.h"
@@ -70,6 +72,8 @@ static constexpr const handler_rows *families[] = {
     &fp_compare_rows,
     &fp_reduction_rows,
     &fp_conversion_rows,
+    &multiply_add_rows,
+    &estimate_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {

@@ -37,7 +37,12 @@ done
 check "the client exports no direct routine" grep -q '^sve_add_zzz(cpu_state' <(exports "$client")
 
 # Of the C library, which the platform stands in front of.
-library_functions=(_Exit __ppoll_chk __sigaction __sigpause __sigsuspend __sysv_signal __xpg_sigpause _exit bsd_signal epoll_pwait epoll_pwait2 ppoll pselect pthread_attr_setsigmask_np pthread_sigmask sigaction sigblock sighold sigignore siginterrupt signal sigprocmask sigrelse sigset sigsetmask sigsuspend ssignal sysv_signal)
+library_functions=(
+    _Exit __ppoll_chk __sigaction __sigpause __sigsuspend __sysv_signal __xpg_sigpause _exit
+    bsd_signal epoll_pwait epoll_pwait2 mq_notify ppoll pselect pthread_attr_setsigmask_np
+    pthread_sigmask sigaction sigblock sighold sigignore siginterrupt signal sigprocmask sigrelse
+    sigset sigsetmask sigsuspend ssignal sysv_signal timer_create
+)
 for name in "${platform_names[@]}"; do
     check "the platform exports $name" matches "$name" 'dr_*' 'drmgr_*' 'drreg_*' 'instr_*' \
         'instrlist_*' 'opnd_*' our_stderr "${library_functions[@]}"

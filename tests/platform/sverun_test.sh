@@ -96,6 +96,19 @@ expect_status 0
 grep -E '^(LD_PRELOAD|SVERUN_[A-Z_]*)=' out && fail "variables of the launcher are left"
 grep -qx 'KEPT=a,b c' out || fail "a variable is lost"
 
+# Totals without a reader: nobody waits for one, no file gets them, and the status is the program's.
+run bash -c "$sverun $program status 7 2> >(exec true)"
+expect_status 7
+run bash -c "$sverun $program status 7 2>&-"
+expect_status 7
+run bash -c "$sverun $program file kept 2>&-"
+expect_status 0
+[[ $(cat kept) == 30 ]] || fail "the program's file holds something else"
+run bash -c "$sverun ./missing 2>&-"
+expect_status 127
+run bash -c "$sverun $program status 7 2>/dev/full"
+expect_status 7
+
 # ---- SVE in a shared library
 
 run "$sverun" "$program" library
@@ -173,7 +186,7 @@ done
 refuses 126 '.*: statically linked.*' "$sverun" "$static_program"
 refuses 126 './set-uid: a set-uid .*' "$sverun" ./set-uid
 refuses 126 './not-executable: Permission denied' "$sverun" ./not-executable
-refuses 127 'library .*/lib/libsve_platform.so is missing or unreadable' bin/sverun "$program"
+refuses 127 'library .*/lib/sverun/libsve_platform.so is missing or unreadable' bin/sverun "$program"
 refuses 127 'library /missing.so is missing or unreadable' "$sverun" --client /missing.so "$program"
 refuses 2 "no program given; try 'sverun --help'" "$sverun"
 refuses 2 "unknown option --wrong; .*" "$sverun" --wrong "$program"
@@ -183,10 +196,33 @@ expect_status 127
 expect_out ""
 expect_err 'sverun: .*/libsve_library.so is no client library: .*'
 
+# Files that end too early, or aren't what they should be.
+head -c 60000 "$client" >truncated-client.so
+printf 'no library' >text-client.so
+head -c 60000 "$program" >truncated-program && chmod 755 truncated-program
+refuses 126 '.*/truncated-client.so: the file is truncated' \
+    "$sverun" --client truncated-client.so "$program" pairs 1
+refuses 126 '.*/text-client.so: not an ELF file.*' "$sverun" --client text-client.so "$program" pairs 1
+refuses 126 './truncated-program: the file is truncated' "$sverun" ./truncated-program pairs 1
+
+# Program headers that make no sense.
+corrupt() { # NAME OFFSET BYTES
+    cp "$program" "$1" && chmod 755 "$1" && printf "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none
+}
+corrupt bad-offset 32 '\xff\xff\xff\xff\xff\xff\xff\x7f'
+corrupt bad-size 54 '\x01'
+corrupt bad-count 56 '\x00\x00'
+corrupt bad-many 56 '\xfe\xff'
+for name in offset size count many; do
+    refuses 126 "./bad-$name: (the file is truncated|.*malformed|statically linked.*)" \
+        "$sverun" ./bad-$name pairs 1
+done
+
 if [[ $(uname -m) == aarch64 ]]; then
     skip "no foreign program, processor emulator or other processor here"
 else
     refuses 126 '/bin/true: built for .*, not for AArch64' "$sverun" /bin/true
+    refuses 126 '.*/true: built for .*' "$sverun" --client /bin/true "$program" pairs 1
     refuses 127 ".*: its loader /missing/lib/.* is not found.*" "$sverun" --sysroot /missing "$program"
     refuses 127 '/missing: No such file or directory.*' "$sverun" --emulator /missing "$program"
     refuses 126 'this processor has SVE: run the program directly' \

@@ -81,4 +81,11 @@
     ret
     .size emulated_lanes, . - emulated_lanes
 
+    // Nothing here is the target of an indirect branch, so a guarded program may have it (code_guarded).
+    .section .note.gnu.property, "a", %note
+    .balign 8
+    .word 4, 16, 5
+    .asciz "GNU"
+    .word 0xc0000000, 4, 1, 0
+
     .section .note.GNU-stack, "", %progbits

@@ -73,13 +73,25 @@ inline int verdict(const char *what) {
     return failures != 0;
 }
 
+// Of the whole address space.
+inline size_t mapped_kilobytes() {
+    size_t total = 0;
+    if (FILE *file = fopen("/proc/self/maps", "r")) {
+        for (unsigned long start, end; fscanf(file, "%lx-%lx%*[^\n]", &start, &end) == 2;)
+            total += end - start;
+        fclose(file);
+    }
+    return total / 1024;
+}
+
 // ---- Instructions that have not run yet ---------------------------------------------------------
 
 // Functions of one emulated instruction each, in pages of their own: w0 + 1 of the first lane.
 class fresh_sites {
 public:
     fresh_sites() {
-        void *pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void *pages =
+            mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         code_ = static_cast<uint32_t *>(pages);
         for (unsigned i = 0; i < count; i++) {
             uint32_t *function = code_ + 4 * i;
@@ -96,8 +108,8 @@ public:
     fresh_sites &operator=(const fresh_sites &) = delete;
 
     // Runs the next one; its first trap must be handled for the result to be right.
-    bool run_next() {
-        const unsigned i = next_++ % count;
+    bool run_next() { return run(next_++ % count); }
+    bool run(unsigned i) {
         return reinterpret_cast<uint32_t (*)(uint32_t)>(code_ + 4 * i)(i) == i + 1;
     }
 

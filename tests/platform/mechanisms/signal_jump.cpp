@@ -11,16 +11,6 @@ static sigjmp_buf back;
 static volatile sig_atomic_t may_jump;
 static volatile uint32_t *volatile nowhere; // null
 
-static size_t mapped_kilobytes() {
-    long pages = 0;
-    if (FILE *file = fopen("/proc/self/statm", "r")) {
-        if (fscanf(file, "%ld", &pages) != 1)
-            pages = 0;
-        fclose(file);
-    }
-    return static_cast<size_t>(pages) * 4;
-}
-
 static void on_tick(int) {
     emulated_disturbance();
     if (may_jump) {

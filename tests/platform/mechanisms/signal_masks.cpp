@@ -82,9 +82,8 @@ int main() {
     use_in_wait([](const sigset_t *mask) { return sigsuspend(mask); });
     use_in_wait([](const sigset_t *) { return sigpause(SIGUSR1); });
     use_in_wait([](const sigset_t *mask) { return ppoll(nullptr, 0, nullptr, mask); });
-    use_in_wait([](const sigset_t *mask) {
-        return pselect(0, nullptr, nullptr, nullptr, nullptr, mask);
-    });
+    use_in_wait(
+        [](const sigset_t *mask) { return pselect(0, nullptr, nullptr, nullptr, nullptr, mask); });
     use_in_wait([](const sigset_t *mask) {
         const int file = epoll_create1(0);
         epoll_event event;

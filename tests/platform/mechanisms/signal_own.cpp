@@ -61,10 +61,10 @@ static void faults() {
     char path[] = "/tmp/sve-own-XXXXXX";
     const int file = mkstemp(path);
     unlink(path);
-    void *behind_end = mmap(nullptr, static_cast<size_t>(page), PROT_READ | PROT_WRITE, MAP_SHARED,
-                            file, 0);
-    void *forbidden = mmap(nullptr, static_cast<size_t>(page), PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS,
-                           -1, 0);
+    void *behind_end =
+        mmap(nullptr, static_cast<size_t>(page), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    void *forbidden =
+        mmap(nullptr, static_cast<size_t>(page), PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     for (const fault &f : {fault{SIGSEGV, forbidden, reinterpret_cast<void *>(store_to)},
                            fault{SIGBUS, behind_end, reinterpret_cast<void *>(store_to)},
                            fault{SIGILL, nullptr, reinterpret_cast<void *>(undefined_word)}}) {
@@ -147,8 +147,8 @@ static void smallest_stack() {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const long least = sysconf(_SC_MINSIGSTKSZ);
     const size_t size = least > 5120 ? static_cast<size_t>(least) : 5120;
-    auto *memory = static_cast<char *>(mmap(nullptr, 2 * page + size, PROT_READ | PROT_WRITE,
-                                            MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    auto *memory = static_cast<char *>(
+        mmap(nullptr, 2 * page + size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     mprotect(memory, page, PROT_NONE);
     const stack_t smallest = {.ss_sp = memory + page, .ss_flags = 0, .ss_size = size};
     EXPECT(sigaltstack(&smallest, nullptr) == 0);

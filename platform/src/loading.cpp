@@ -1,0 +1,139 @@
+#include "platform/src/loading.h"
+
+#include "platform/src/memory.h"
+#include "platform/src/modules.h"
+#include "platform/src/rewrite.h"
+#include "platform/src/trampolines.h"
+
+#include <cstring>
+#include <dlfcn.h>
+#include <iterator>
+#include <link.h>
+
+namespace platform {
+
+// ---- The program's heap -------------------------------------------------------------------------
+
+namespace {
+
+constexpr size_t heap_bytes = size_t{4} << 20;
+char *heap, *heap_next;
+
+// Each block has its size in front of it.
+void *small_malloc(size_t size) {
+    constexpr size_t alignment = 16;
+    if (!heap)
+        heap = heap_next = static_cast<char *>(map_memory(heap_bytes));
+    if (!heap || size > heap_bytes || heap_next + alignment + size > heap + heap_bytes - alignment)
+        return nullptr;
+    char *block = heap_next + alignment;
+    std::memcpy(block - alignment, &size, sizeof size);
+    heap_next = block + (size + alignment - 1) / alignment * alignment;
+    return block;
+}
+void *small_calloc(size_t count, size_t size) {
+    return small_malloc(count * size); // mappings are zeroed, and nothing is used again
+}
+void *small_realloc(void *block, size_t size) {
+    void *result = small_malloc(size);
+    const bool own = block >= heap && block < heap + heap_bytes;
+    if (result && own) {
+        size_t former;
+        std::memcpy(&former, static_cast<char *>(block) - 16, sizeof former);
+        std::memcpy(result, block, former < size ? former : size);
+    }
+    return own || !block ? result : nullptr; // no memory: the size of the program's is not known
+}
+void small_free(void *) {}
+
+struct {
+    const char *name;
+    void *instead;
+} const functions[] = {
+    {"malloc", reinterpret_cast<void *>(small_malloc)},
+    {"calloc", reinterpret_cast<void *>(small_calloc)},
+    {"realloc", reinterpret_cast<void *>(small_realloc)},
+    {"free", reinterpret_cast<void *>(small_free)},
+};
+
+// Code near `entry` that goes to `target`. Null if none can be there.
+a64::word_t *make_jump(uintptr_t entry, void *target) {
+    const trampoline_place place = take_trampoline(entry, 4);
+    if (!place.code || !place.near)
+        return nullptr;
+    place.code[0] = 0x58000050; // ldr x16, .+8
+    place.code[1] = 0xd61f0200; // br x16
+    std::memcpy(&place.code[2], &target, sizeof target);
+    __builtin___clear_cache(reinterpret_cast<char *>(place.code),
+                            reinterpret_cast<char *>(place.code + 4));
+    return place.code;
+}
+
+} // namespace
+
+heap_diverted::heap_diverted() {
+    static_assert(std::size(functions) == function_count);
+    const module_record *program = main_module();
+    for (unsigned i = 0; i < function_count; i++) {
+        diversion &d = diversions_[i];
+        d.entry = reinterpret_cast<uintptr_t>(dlsym(RTLD_DEFAULT, functions[i].name));
+        if (!program || d.entry < program->start || d.entry >= program->end) {
+            d.entry = 0;
+            continue;
+        }
+        const a64::word_t *jump = make_jump(d.entry, functions[i].instead);
+        const auto distance = static_cast<int64_t>(reinterpret_cast<uintptr_t>(jump) - d.entry);
+        if (!jump || !exchange_text(d.entry, a64::b(distance), d.word))
+            d.entry = 0;
+    }
+}
+
+heap_diverted::~heap_diverted() {
+    for (const diversion &d : diversions_)
+        if (a64::word_t ours; d.entry)
+            exchange_text(d.entry, d.word, ours);
+}
+
+// ---- The first functions ------------------------------------------------------------------------
+
+namespace {
+
+using preinit_function = void (*)(int, char **, char **);
+struct {
+    const preinit_function *first;
+    size_t count;
+} preinit;
+
+void nothing() {}
+
+// The loader calls this while it relocates this library, which is after the executable has been
+// mapped and before any function of it is called. It empties the executable's list of functions
+// that the loader is to call before all constructors, and keeps it for run_preinit_functions.
+extern "C" __attribute__((used)) void (*sve_platform_early())() {
+    const link_map *program = _r_debug.r_map;
+    Elf64_Dyn *size = nullptr;
+    uintptr_t array = 0;
+    for (Elf64_Dyn *entry = program ? program->l_ld : nullptr; entry && entry->d_tag; entry++) {
+        if (entry->d_tag == DT_PREINIT_ARRAY)
+            array = entry->d_un.d_ptr;
+        if (entry->d_tag == DT_PREINIT_ARRAYSZ)
+            size = entry;
+    }
+    if (array && size && size->d_un.d_val) { // the loader may call this twice
+        preinit = {reinterpret_cast<const preinit_function *>(program->l_addr + array),
+                   size->d_un.d_val / sizeof(preinit_function)};
+        size->d_un.d_val = 0;
+    }
+    return nothing;
+}
+void early() __attribute__((ifunc("sve_platform_early"), visibility("hidden")));
+void (*volatile const called_by_loader)() __attribute__((used)) = early;
+
+} // namespace
+
+void run_preinit_functions(int argc, char **argv, char **environment) {
+    for (size_t i = 0; i < preinit.count; i++)
+        preinit.first[i](argc, argv, environment);
+}
+
+} // namespace platform
