@@ -17,7 +17,10 @@ endif()
 
 install(TARGETS sverun DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT launcher ${unless_cross})
 if(SVE_TARGET_IS_AARCH64)
-    install(TARGETS sve_platform sve_stats LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
+    install(TARGETS sve_platform sve_plain LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
+    if(SVE_STATISTICS)
+        install(TARGETS sve_stats LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
+    endif()
     install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR})
     install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} FILES_MATCHING PATTERN "*.c")
 endif()
@@ -40,8 +43,8 @@ install(CODE "if(CMAKE_INSTALL_DO_STRIP)
         endforeach()
     endif()" ${for_embedders})
 # The headers that those of the interface, sve_utils.h and signals.h, include.
-foreach(header bits cpu_state decode_maps export handler handler_row mapped_arena signals sve_utils
-               vector_length)
+foreach(header bits cpu_state decode_maps export handler handler_row mapped_arena short_mutex signals
+               sve_utils vector_length)
     install(FILES sve/core/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/core ${for_embedders})
 endforeach()
 install(FILES sve/fplib/fplib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/fplib ${for_embedders})

@@ -16,6 +16,7 @@ endif()
 
 set(SVE_SANITIZE OFF CACHE STRING
     "ON: build with address and undefined-behaviour sanitizers; thread: with the thread sanitizer")
+option(SVE_STATISTICS "Build, beside the client library that doesn't count, the one that counts instructions" ON)
 set(SVE_PLATFORM builtin CACHE STRING
     "Platform that the client library is built for: builtin, or dynamorio (an installed one)")
 set_property(CACHE SVE_PLATFORM PROPERTY STRINGS builtin dynamorio)
