@@ -5,7 +5,7 @@ JOBS    ?= $(shell nproc)
 
 export CTEST_PARALLEL_LEVEL ?= $(JOBS)
 
-.PHONY: build run test bench format clean packages
+.PHONY: build run test bench package format clean packages
 .DEFAULT_GOAL := build
 
 packages:
@@ -33,6 +33,11 @@ test: build
 bench: build
 	build/host/bench/core_benchmark
 	bench/hot_loop.sh build/stage/bin/sverun build/aarch64/bench/hot_loop
+
+# The Debian package for this machine; and, where that isn't AArch64, the one for AArch64 too.
+package: build
+	cpack --config build/host/CPackConfig.cmake -B build/package
+	[ "$$(uname -m)" = aarch64 ] || cpack --config build/aarch64/CPackConfig.cmake -B build/package
 
 format:
 	git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format -i

@@ -16,6 +16,7 @@ endif()
 
 set(SVE_SANITIZE OFF CACHE STRING
     "ON: build with address and undefined-behaviour sanitizers; thread: with the thread sanitizer")
+option(SVE_STATISTICS "Build, beside the client library that doesn't count, the one that counts instructions" ON)
 set(SVE_PLATFORM builtin CACHE STRING
     "Platform that the client library is built for: builtin, or dynamorio (an installed one)")
 set_property(CACHE SVE_PLATFORM PROPERTY STRINGS builtin dynamorio)
@@ -26,6 +27,13 @@ endif()
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
     set(SVE_TARGET_IS_AARCH64 TRUE)
 endif()
+
+# Where sverun finds the AArch64 libraries, and where the examples are: below the prefix. They are for programs
+# only, and not for the machine's linker, so they have directories of their own.
+set(SVE_RUNTIME_DIR lib/sverun)
+set(SVE_EXAMPLES_DIR share/sverun/examples)
+set(SVE_AARCH64_BUILD ${PROJECT_SOURCE_DIR}/build/aarch64 CACHE PATH
+    "Where there is no AArch64 compiler of this build's own: the build with the AArch64 files of the package")
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

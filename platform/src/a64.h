@@ -20,17 +20,14 @@ inline constexpr word_t nzcv = 0xda10, fpcr = 0xda20, fpsr = 0xda21, tpidr_el0 =
 constexpr word_t mov(unsigned d, unsigned m) {
     return 0xaa0003e0 | m << 16 | d;
 }
-// movz xd, #value, lsl #shift
-constexpr word_t movz(unsigned d, uint16_t value, unsigned shift) {
-    return 0xd2800000 | (shift / 16) << 21 | word_t{value} << 5 | d;
-}
-// movk xd, #value, lsl #shift
-constexpr word_t movk(unsigned d, uint16_t value, unsigned shift) {
-    return 0xf2800000 | (shift / 16) << 21 | word_t{value} << 5 | d;
-}
 // add xd, xn, #value [, lsl #12]; 31 is SP
 constexpr word_t add(unsigned d, unsigned n, unsigned value, bool shift_12 = false) {
     return 0x91000000 | word_t{shift_12} << 22 | value << 10 | n << 5 | d;
+}
+// adr xd, .+distance, within ±1 MiB
+constexpr word_t adr(unsigned d, int distance) {
+    return 0x10000000 | (static_cast<word_t>(distance) & 3) << 29 |
+           (static_cast<word_t>(distance / 4) & 0x7ffff) << 5 | d;
 }
 // mrs xt, system; msr system, xt
 constexpr word_t mrs(unsigned t, word_t system) {

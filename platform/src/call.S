@@ -35,8 +35,9 @@ sve_platform_switch_stack:
     .cfi_endproc
     .size sve_platform_switch_stack, . - sve_platform_switch_stack
 
-// Where a replaced instruction's code calls from: x9 is the function, x0 to x7 are its arguments. Every
-// application register has been handed over by then, so nothing has to be kept but SP, which x19 keeps.
+// Where a replaced instruction's code calls from: x9 is the function, x0 to x7 are its arguments,
+// x21 is the address of dr_thread_area. Every application register has been handed over by then, so nothing
+// has to be kept but SP, which x19 keeps.
 //
 // A signal that comes while SP is in the platform stack waits (thread.h). With the application's SP back in
 // place it is let in; one that comes after that has been looked at needs no waiting. Up to the call x30 is the
@@ -49,10 +50,6 @@ sve_platform_call:
     .cfi_startproc
     .cfi_undefined 30 // the caller is no function: a backtrace ends here
     mov x20, x30
-    mrs x21, tpidr_el0
-    adrp x11, :gottprel:dr_thread_area
-    ldr x11, [x11, #:gottprel_lo12:dr_thread_area]
-    add x21, x21, x11
     ldr x10, [x21, #STACK_TOP]
     mov x19, sp
     mov sp, x10

@@ -16,29 +16,43 @@ extern "C" void sve_platform_call(); // call.S
 
 namespace {
 
-// Emits `reg = TPIDR_EL0` and, where the thread's area is too far from it for a load's offset, adds
-// the high part of the distance. Returns the offset that remains.
-unsigned insert_area_base(instrlist_t *list, instr_t *where, unsigned reg, const void *in_area) {
-    const int64_t distance = distance_from_thread_pointer(in_area);
-    insert_words(list, where, {a64::mrs(reg, a64::tpidr_el0)});
-    if (a64::fits_unsigned_offset(distance, 8))
-        return static_cast<unsigned>(distance);
+// The thread's area, as generated code reaches it: at TPIDR_EL0 + base, with a load's or store's
+// offset behind that. Where the area is near enough, base is 0.
+int64_t area_base() {
+    const int64_t distance = distance_from_thread_pointer(&dr_thread_area);
+    if (a64::fits_unsigned_offset(distance + int64_t{sizeof dr_thread_area}, 8))
+        return 0;
     if (distance < 0 || distance >> 24 != 0)
         refuse(125, "the program has too much thread-local storage");
-    insert_words(list, where, {a64::add(reg, reg, static_cast<unsigned>(distance >> 12), true)});
-    return static_cast<unsigned>(distance & 0xfff);
+    return distance >> 12 << 12;
+}
+unsigned area_offset(const void *in_area) {
+    return static_cast<unsigned>(distance_from_thread_pointer(in_area) - area_base());
+}
+
+// Emits reg = TPIDR_EL0 + base.
+void insert_area_base(instrlist_t *list, instr_t *where, unsigned reg) {
+    insert_words(list, where, {a64::mrs(reg, a64::tpidr_el0)});
+    if (const int64_t base = area_base())
+        insert_words(list, where, {a64::add(reg, reg, static_cast<unsigned>(base >> 12), true)});
 }
 
 const void *slot_address(void *drcontext, dr_spill_slot_t slot) {
     return &static_cast<dr_thread_area_t *>(drcontext)->spill_slot[slot];
 }
 
-// Emits reg = value.
-void insert_immediate(instrlist_t *list, instr_t *where, unsigned reg, uint64_t value) {
-    insert_words(list, where, {a64::movz(reg, static_cast<uint16_t>(value), 0)});
-    for (unsigned shift = 16; shift < 64; shift += 16)
-        if (const auto part = static_cast<uint16_t>(value >> shift); part != 0)
-            insert_words(list, where, {a64::movk(reg, part, shift)});
+// The register that dr_save_reg borrows to reach the area when it stores `stored`.
+unsigned borrowed_for(unsigned stored) {
+    return stored == 0 ? 1 : 0;
+}
+
+// The instruction that gives a borrowed register back, if it stands just before `where`. What comes
+// next before `where` may go before it, and finds the area's base still in the register.
+instr_t *end_of_loan(const instr_t *where, unsigned borrowed) {
+    instr_t *const previous = where->previous;
+    const bool is_end = previous && !previous->application && previous->pc == where->pc &&
+                        previous->word == a64::pop(borrowed);
+    return is_end ? previous : nullptr;
 }
 
 } // namespace
@@ -46,17 +60,23 @@ void insert_immediate(instrlist_t *list, instr_t *where, unsigned reg, uint64_t 
 void dr_save_reg(void *drcontext, instrlist_t *list, instr_t *where, reg_id_t reg,
                  dr_spill_slot_t slot) {
     const unsigned stored = x_number(reg);
-    const unsigned base = stored == 0 ? 1 : 0; // no register is free: borrow one
+    const unsigned base = borrowed_for(stored); // no register is free
+    const void *address = slot_address(drcontext, slot);
+    if (instr_t *end = end_of_loan(where, base)) {
+        insert_words(list, end, {a64::str(stored, base, area_offset(address))});
+        return;
+    }
     insert_words(list, where, {a64::push(base)});
-    const unsigned offset = insert_area_base(list, where, base, slot_address(drcontext, slot));
-    insert_words(list, where, {a64::str(stored, base, offset), a64::pop(base)});
+    insert_area_base(list, where, base);
+    insert_words(list, where, {a64::str(stored, base, area_offset(address)), a64::pop(base)});
 }
 
 void dr_restore_reg(void *drcontext, instrlist_t *list, instr_t *where, reg_id_t reg,
                     dr_spill_slot_t slot) {
     const unsigned loaded = x_number(reg);
-    const unsigned offset = insert_area_base(list, where, loaded, slot_address(drcontext, slot));
-    insert_words(list, where, {a64::ldr(loaded, loaded, offset)});
+    insert_area_base(list, where, loaded);
+    insert_words(list, where,
+                 {a64::ldr(loaded, loaded, area_offset(slot_address(drcontext, slot)))});
 }
 
 reg_id_t dr_get_stolen_reg() {
@@ -64,7 +84,9 @@ reg_id_t dr_get_stolen_reg() {
 }
 
 bool dr_insert_get_stolen_reg_value(void *, instrlist_t *list, instr_t *where, reg_id_t reg) {
-    insert_words(list, where, {a64::mov(x_number(reg), x_number(DR_REG_X28))});
+    const unsigned to = x_number(reg);
+    instr_t *const end = end_of_loan(where, borrowed_for(to));
+    insert_words(list, end ? end : where, {a64::mov(to, x_number(DR_REG_X28))});
     return true;
 }
 
@@ -76,8 +98,9 @@ bool dr_insert_set_stolen_reg_value(void *, instrlist_t *list, instr_t *where, r
 bool drmgr_insert_read_tls_field(void *drcontext, int index, instrlist_t *list, instr_t *where,
                                  reg_id_t reg) {
     const unsigned loaded = x_number(reg);
-    const unsigned offset = insert_area_base(
-        list, where, loaded, &static_cast<dr_thread_area_t *>(drcontext)->tls_field[index]);
+    insert_area_base(list, where, loaded);
+    const unsigned offset =
+        area_offset(&static_cast<dr_thread_area_t *>(drcontext)->tls_field[index]);
     // A thread without state traps, gets it, and finds the field in the register.
     insert_words(list, where,
                  {a64::ldr(loaded, loaded, offset), a64::cbnz(loaded, 8),
@@ -89,16 +112,44 @@ void dr_insert_call_ovrin(void *, instrlist_t *list, instr_t *where, app_pc, voi
                           uint num_args, ...) {
     if (num_args > 8)
         refuse(125, "a client asks for a call with %u arguments", num_args);
+    // Registers and their values: the arguments, and what call.S expects.
+    unsigned reg[8 + 2];
+    uint64_t value[8 + 2];
+    unsigned count = 0;
+    const auto set = [&](unsigned number, uint64_t content) {
+        reg[count] = number;
+        value[count++] = content;
+    };
     std::va_list arguments;
     va_start(arguments, num_args);
     for (unsigned i = 0; i < num_args; i++) {
         const opnd_t argument = va_arg(arguments, opnd_t);
         if (argument.kind != DR_OPND_IMMED)
             refuse(125, "a client asks for a call with an argument that is no immediate");
-        insert_immediate(list, where, i, static_cast<uint64_t>(argument.value));
+        set(i, static_cast<uint64_t>(argument.value));
     }
     va_end(arguments);
-    insert_immediate(list, where, 9, reinterpret_cast<uint64_t>(callee));
-    insert_immediate(list, where, 16, reinterpret_cast<uint64_t>(&sve_platform_call));
+    set(9, reinterpret_cast<uint64_t>(callee));
+    set(16, reinterpret_cast<uint64_t>(&sve_platform_call));
+
+    // The values stand in the code, which loads them in pairs and jumps over them: an address needs
+    // three instructions as an immediate.
+    constexpr unsigned base = 17, area = 21;
+    insert_area_base(list, where, area);
+    insert_words(list, where, {a64::add(area, area, area_offset(&dr_thread_area))});
+    const unsigned loads = (count + 1) / 2;
+    insert_words(list, where, {a64::adr(base, 4 * static_cast<int>(loads + 2))});
+    unsigned i = 0;
+    for (; i + 1 < count; i += 2)
+        insert_words(
+            list, where,
+            {a64::load_store_pair(true, reg[i], reg[i + 1], base, static_cast<int>(8 * i))});
+    if (i < count)
+        insert_words(list, where, {a64::ldr(reg[i], base, 8 * i)});
+    insert_words(list, where, {a64::b(4 + 8 * int64_t{count})});
+    for (i = 0; i < count; i++)
+        insert_words(
+            list, where,
+            {static_cast<a64::word_t>(value[i]), static_cast<a64::word_t>(value[i] >> 32)});
     insert_words(list, where, {a64::blr(16)});
 }

@@ -169,8 +169,6 @@ void interpreter::run_system(word_t word) {
 // The words that the platform and its clients can put into a trampoline (a64.h), and no others.
 void interpreter::run(word_t word) {
     const unsigned d = word & 0x1f, n = word >> 5 & 0x1f;
-    const unsigned shift = (word >> 21 & 3) * 16;
-    const uint64_t immediate = word >> 5 & 0xffff;
     if (word == a64::push(d) || word == a64::pop(d)) {
         run_push_or_pop(word);
     } else if ((word & 0x3b000000) == 0x39000000) { // ldr, str with an unsigned offset
@@ -181,12 +179,11 @@ void interpreter::run(word_t word) {
         run_system(word);
     } else if ((word & 0xff800000) == 0x91000000) { // add xd, xn, #imm
         x_or_sp(d) = x_or_sp(n) + (uint64_t{word >> 10 & 0xfff} << (word >> 22 & 1) * 12);
+    } else if ((word & 0x9f000000) == 0x10000000) { // adr xd, .+distance
+        const int64_t words = static_cast<int64_t>(static_cast<int32_t>(word << 8)) >> 13;
+        machine_.regs[d] = machine_.pc + static_cast<uint64_t>(words * 4) + (word >> 29 & 3);
     } else if ((word & 0xffe0ffe0) == 0xaa0003e0) { // mov xd, xm
         machine_.regs[d] = x(word >> 16 & 0x1f);
-    } else if ((word & 0xff800000) == 0xd2800000) { // movz
-        machine_.regs[d] = immediate << shift;
-    } else if ((word & 0xff800000) == 0xf2800000) { // movk
-        machine_.regs[d] = (machine_.regs[d] & ~(uint64_t{0xffff} << shift)) | immediate << shift;
     } else if ((word & 0xff000000) == 0xb5000000) { // cbnz xt, .+8
         if (x(d) != 0)
             machine_.pc += 4;

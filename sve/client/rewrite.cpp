@@ -7,6 +7,7 @@
 // and the state. The state's address is read from the running thread's storage, so that threads may
 // share code.
 #include "sve/client/client.h"
+#include "sve/client/dynamorio_call.h"
 
 #include "sve/core/sve_utils.h"
 

@@ -53,23 +53,30 @@ static void event_thread_exit(void *drcontext) {
 
 void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler handler) {
     void *drcontext = dr_get_current_drcontext();
+    asm("" : "+r"(drcontext)); // one register across the calls, not a sum to be made anew
     auto *state = static_cast<cpu_state *>(drmgr_get_tls_field(drcontext, tls_idx));
-    auto *address = reinterpret_cast<unsigned int *>(pc);
-    state->pc = address;
-    state->x[26] = dr_read_saved_reg(drcontext, SPILL_SLOT_1);
-    state->x[27] = dr_read_saved_reg(drcontext, SPILL_SLOT_2);
-    state->x[28] = dr_read_saved_reg(drcontext, SPILL_SLOT_3);
+    state->pc = reinterpret_cast<unsigned int *>(pc);
+    const reg_t x26 = dr_read_saved_reg(drcontext, SPILL_SLOT_1);
+    const reg_t x27 = dr_read_saved_reg(drcontext, SPILL_SLOT_2);
+    const reg_t x28 = dr_read_saved_reg(drcontext, SPILL_SLOT_3);
+    state->x[26] = x26;
+    state->x[27] = x27;
+    state->x[28] = x28;
 
-    if (handler(state, word) == AARCH64_DECODE_OK)
-        update_sve_stats(address, word);
-    else
+    if (handler(state, word) == AARCH64_DECODE_OK) [[likely]] {
+        if constexpr (sve::counts_instructions)
+            update_sve_stats(state->pc, word);
+    } else {
         // Not the word at pc, which may be a branch to this call by now.
         fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", word,
-                static_cast<void *>(pc));
+                static_cast<void *>(state->pc));
+    }
 
-    dr_write_saved_reg(drcontext, SPILL_SLOT_1, state->x[26]);
-    dr_write_saved_reg(drcontext, SPILL_SLOT_2, state->x[27]);
-    dr_write_saved_reg(drcontext, SPILL_SLOT_3, state->x[28]);
+    const uint64_t *const x = state->x;
+    const reg_t new_x26 = x[26], new_x27 = x[27], new_x28 = x[28];
+    dr_write_saved_reg(drcontext, SPILL_SLOT_1, new_x26);
+    dr_write_saved_reg(drcontext, SPILL_SLOT_2, new_x27);
+    dr_write_saved_reg(drcontext, SPILL_SLOT_3, new_x28);
 }
 
 // ---- The process -------------------------------------------------------------------------------
@@ -84,10 +91,12 @@ static const char *exe_name() {
 static void event_exit() {
     constexpr uint all_categories = 0xffffff;
     dr_log(nullptr, all_categories, 1, "SVE client exiting\n");
-    fprintf(stderr, "%s: %lu SVE instructions executed\n", exe_name(),
-            sve_instr_count.load(std::memory_order_acquire));
-    fprintf(stderr, "%s: %lu Non-SVE AArch64 instructions executed\n", exe_name(),
-            aarch64_instr_count);
+    if constexpr (sve::counts_instructions) {
+        fprintf(stderr, "%s: %lu SVE instructions executed\n", exe_name(),
+                sve_instr_count.load(std::memory_order_acquire));
+        fprintf(stderr, "%s: %lu Non-SVE AArch64 instructions executed\n", exe_name(),
+                aarch64_instr_count);
+    }
     if (exe)
         dr_free_module_data(exe);
     exe = nullptr;

@@ -11,6 +11,12 @@
 struct alignas(16) VecT {
     uint8_t byte[256];
 
+    VecT() = default;
+    // Written out, since the compiler then makes an argument in its place: a plain structure is made
+    // somewhere and copied there, all of it.
+    VecT(const VecT &other) { std::memcpy(byte, other.byte, sizeof byte); }
+    VecT &operator=(const VecT &other) = default;
+
     template <class T>
     T get(unsigned element) const {
         T value;

@@ -4,7 +4,7 @@
 // expression:
 //
 //     VecT VecU8SubVVM(VecT dn, PredV pg, VecT m, CpuContext *context) {
-//         return merge<uint8_t>(context, dn, pg, [](auto a, auto b) { return a - b; }, dn, m);
+//         return merge_blocks<uint8_t>(context, dn, pg, [](auto a, auto b) { return a - b; }, dn, m);
 //     }
 //
 // The vector length comes from the context. `op` gets the element of each vector operand, and other
@@ -12,8 +12,10 @@
 
 #include "sve/core/cpu_context.h"
 #include "sve/core/export.h"
+#include "sve/core/predicate_bits.h"
 
 #include <algorithm>
+#include <iterator>
 #include <type_traits>
 
 namespace sve {
@@ -44,6 +46,18 @@ auto element_of(const wide_elements<T> &wide, unsigned element) {
     return wide.vector.template get<Wide>(element * sizeof(T) / sizeof(Wide));
 }
 
+// An operand whose element e is f(e).
+template <class F>
+struct elements_by {
+    F f;
+};
+template <class F>
+elements_by(F) -> elements_by<F>; // Clang 14 doesn't make it itself
+template <class T, class F>
+auto element_of(const elements_by<F> &elements, unsigned element) {
+    return elements.f(element);
+}
+
 // Calls f(element, active) for each element of type T in ascending order. The predicate is read a word at
 // a time: every predicated function of the library runs this loop.
 template <class T, class F>
@@ -57,16 +71,69 @@ void for_each_element(const CpuContext *context, const PredV &pg, F &&f) {
     }
 }
 
+// ---- Blocks ------------------------------------------------------------------------------------
+
+// Elements of type T in 16 bytes. A loop over so many, with an operation that has no branches,
+// becomes vector instructions.
+template <class T>
+inline constexpr unsigned block_elements = sizeof(chunk<T>) / sizeof(T);
+
+inline unsigned block_count(const CpuContext *context) {
+    return (context->VL + 1) / 2;
+}
+
+// op(operand elements e…) for the elements of a block.
+template <class T, class Op, class... Operand>
+chunk<T> block_result(unsigned block, Op &op, const Operand &...operand) {
+    T value[block_elements<T>];
+    for (unsigned e = 0; e < block_elements<T>; e++)
+        value[e] = static_cast<T>(op(element_of<T>(operand, block * block_elements<T> + e)...));
+    return load_chunk<T>(reinterpret_cast<const uint8_t *>(value), 0);
+}
+
 // Element e is op(operand elements e…).
 template <class T, class Op, class... Operand>
 VecT unpredicated(const CpuContext *context, Op op, const Operand &...operand) {
     VecT result;
-    for (unsigned e = 0, count = element_count<T>(context); e < count; e++)
-        result.set<T>(e, static_cast<T>(op(element_of<T>(operand, e)...)));
+    for (unsigned block = 0, count = block_count(context); block < count; block++)
+        store_chunk<T>(result.byte, block, block_result<T>(block, op, operand...));
     return result;
 }
 
-// The same where the predicate is true; elsewhere the element of `old`.
+// The same where the predicate is true; elsewhere the element of `old`. For operations that do
+// nothing but give a result: `op` is called for the other elements, too.
+template <class T, class Op, class... Operand>
+VecT merge_blocks(const CpuContext *context, const VecT &old, const PredV &pg, Op op,
+                  const Operand &...operand) {
+    VecT result;
+    for (unsigned block = 0, count = block_count(context); block < count; block++)
+        store_chunk<T>(result.byte, block,
+                       active_elements<T>(pg, block) ? block_result<T>(block, op, operand...)
+                                                     : load_chunk<T>(old.byte, block));
+    return result;
+}
+
+// The predicate that is true, in the first bit of element e, where `pg` is and relation(operand
+// elements e…) holds; all its other bits are 0. For relations that do nothing but tell.
+template <class T, class Relation, class... Operand>
+PredV compare_blocks(const CpuContext *context, const PredV &pg, Relation relation,
+                     const Operand &...operand) {
+    // All ones where the relation holds.
+    const auto holds = [&](const auto &...element) -> T { return relation(element...) ? -1 : 0; };
+    PredV result = {};
+    for (unsigned block = 0, count = block_count(context); block < count; block++) {
+        const auto bytes =
+            reinterpret_cast<chunk<uint8_t>>(block_result<T>(block, holds, operand...));
+        result.word[block / 4] |= uint64_t{pack_16(bytes)} << block % 4 * 16;
+    }
+    for (unsigned i = 0; i < std::size(result.word); i++)
+        result.word[i] &= pg.word[i] & first_bits_of_elements<T>;
+    return result;
+}
+
+// ---- One by one --------------------------------------------------------------------------------
+
+// As merge_blocks, for operations that must not be called for other elements than the active ones.
 template <class T, class Op, class... Operand>
 VecT merge(const CpuContext *context, const VecT &old, const PredV &pg, Op op,
            const Operand &...operand) {
@@ -77,8 +144,7 @@ VecT merge(const CpuContext *context, const VecT &old, const PredV &pg, Op op,
     return result;
 }
 
-// The predicate that is true, in the first bit of element e, where `pg` is and relation(operand
-// elements e…) holds; all its other bits are 0.
+// As compare_blocks, for relations that must not be asked for other elements than the active ones.
 template <class T, class Relation, class... Operand>
 PredV compare(const CpuContext *context, const PredV &pg, Relation relation,
               const Operand &...operand) {

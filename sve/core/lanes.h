@@ -32,13 +32,17 @@ using unsigned_lanes = lane_types<uint8_t, uint16_t, uint32_t, uint64_t>;
 using signed_lanes = lane_types<int8_t, int16_t, int32_t, int64_t>;
 
 // Calls f.operator()<T>() with the lane type of a size code. A code that none of the types has
-// means the narrowest.
+// means the narrowest. Words are asked for first, then doublewords.
 template <class Narrowest, class... Wider, class F>
 void with_lanes(lane_types<Narrowest, Wider...>, unsigned size_code, F &&f) {
-    const bool wider =
-        ((sizeof(Wider) == size_t{1} << size_code && (f.template operator()<Wider>(), true)) ||
-         ...);
-    if (!wider)
+    const auto found = [&]<unsigned code>(std::integral_constant<unsigned, code>) {
+        return ((sizeof(Wider) == 1u << code && size_code == code &&
+                 (f.template operator()<Wider>(), true)) ||
+                ...);
+    };
+    if (!found(std::integral_constant<unsigned, sve_size_s>{}) &&
+        !found(std::integral_constant<unsigned, sve_size_d>{}) &&
+        !found(std::integral_constant<unsigned, sve_size_h>{}))
         f.template operator()<Narrowest>();
 }
 
@@ -55,20 +59,44 @@ void write_row(uint8_t *row, F &&f) {
     (std::make_integer_sequence<unsigned, sve_chunks>{});
 }
 
+// Addresses that the compiler takes as they are. It would rather make the sum of a register's row, a
+// chunk's offset and the place of the rows anew for each use.
+template <class Address>
+Address *opaque(Address *address) {
+    asm("" : "+r"(address));
+    return address;
+}
+
+// Calls f(Z row of each register…).
+template <class F, class... Register>
+void with_z_rows(cpu_state *state, F &&f, Register... number) {
+    auto *const rows = opaque(state->z);
+    f(opaque(rows[number])...);
+}
+
 // The row of register `d` becomes op(chunks of the sources…).
 template <class T, class Op, class... Source>
 void write_lanes(cpu_state *state, unsigned d, Op op, Source... source) {
-    write_row<T>(state->z[d],
-                 [&](unsigned i) { return op(load_chunk<T>(state->z[source], i)...); });
+    with_z_rows(
+        state,
+        [&](uint8_t *result, auto *...row) {
+            write_row<T>(result, [&](unsigned i) { return op(load_chunk<T>(row, i)...); });
+        },
+        d, source...);
 }
 
 // The same in the active lanes; the others keep their value.
 template <class T, class Op, class... Source>
 void merge_lanes(cpu_state *state, unsigned d, unsigned pg, Op op, Source... source) {
-    write_row<T>(state->z[d], [&](unsigned i) -> chunk<T> {
-        return active_lanes<T>(state->p[pg], i) ? op(load_chunk<T>(state->z[source], i)...)
-                                                : load_chunk<T>(state->z[d], i);
-    });
+    with_z_rows(
+        state,
+        [&, predicate = opaque(state->p[pg])](uint8_t *result, auto *...row) {
+            write_row<T>(result, [&](unsigned i) -> chunk<T> {
+                return active_lanes<T>(predicate, i) ? op(load_chunk<T>(row, i)...)
+                                                     : load_chunk<T>(result, i);
+            });
+        },
+        d, source...);
 }
 
 // The same one element at a time, for what the vector unit can't do: `op` gets single elements, and

@@ -10,6 +10,9 @@
 #include "sve/core/cpu_state.h"
 #include "sve/core/immediates.h"
 
+#include <array>
+#include <bit>
+
 namespace sve {
 
 // Element sizes and the views of general registers.
@@ -19,11 +22,19 @@ inline constexpr unsigned W = 2, X = 3;
 // Qualifiers of governing predicates.
 inline constexpr unsigned M = sve_pred_merging, Z = sve_pred_zeroing, plain = sve_pred_plain;
 
+// A record of four words. Made of halves, as it is passed: the compiler puts single words together
+// one by one.
+template <class Record>
+constexpr Record make_record(uint32_t num, uint32_t size, uint32_t dst_size, uint32_t src_size) {
+    return std::bit_cast<Record>(
+        std::array{num | uint64_t{size} << 32, dst_size | uint64_t{src_size} << 32});
+}
+
 // An operand that is only read or only written.
 template <class Record, unsigned high, unsigned low, unsigned size_code>
 struct plain_operand {
     static constexpr Record read(uint32_t word) {
-        return {bits(word, high, low), size_code, Record::unset, Record::unset};
+        return make_record<Record>(bits(word, high, low), size_code, Record::unset, Record::unset);
     }
 };
 
@@ -38,7 +49,7 @@ struct plain_operand<aarch64_i_rsp_reg, high, low, size_code> {
 template <class Record, unsigned high, unsigned low, unsigned size_code>
 struct tied_operand {
     static constexpr Record read(uint32_t word) {
-        return {bits(word, high, low), Record::unset, size_code, size_code};
+        return make_record<Record>(bits(word, high, low), Record::unset, size_code, size_code);
     }
 };
 
@@ -55,6 +66,15 @@ template <unsigned size>
 using Zm = plain_operand<aarch64_z_reg, 20, 16, size>;
 template <unsigned size>
 using Zm_9_5 = plain_operand<aarch64_z_reg, 9, 5, size>;
+
+// Of indexed forms: an index of elements, pairs or groups within a segment takes the upper bits of Zm.
+template <unsigned size>
+using Zm_18_16 = plain_operand<aarch64_z_reg, 18, 16, size>;
+template <unsigned size>
+using Zm_19_16 = plain_operand<aarch64_z_reg, 19, 16, size>;
+using Index_20_19 = joined_fields<20, 19>;
+using Index_20 = joined_fields<20, 20>;
+using Index_22_20_19 = joined_fields<22, 22, 20, 19>;
 
 // Governing predicates, with their qualifier.
 template <unsigned qualifier>
@@ -163,6 +183,11 @@ template <unsigned size>
 using ShiftRight = right_shift<size, 16>;
 template <unsigned size>
 using ShiftRightPredicated = right_shift<size, 5>;
+
+// Rotations of complex numbers: of FCADD, FCMLA (vectors) and FCMLA (indexed).
+using Rotation_16 = UImm<16, 16>;
+using Rotation_14_13 = UImm<14, 13>;
+using Rotation_11_10 = UImm<11, 10>;
 
 // Element counts: a pattern, and what its count is multiplied by.
 using Pattern = UImm<9, 5>;

@@ -95,6 +95,8 @@ struct to_z_group {};
 
 // ---- The stub ----------------------------------------------------------------------------------
 
+// All of it is in one function for each handler, since it is called on every emulated instruction.
+
 inline CpuContext make_context(const cpu_state *state) {
     return {.NZCV = static_cast<uint32_t>(state->nzcv),
             .FPSR = state->fpsr,
@@ -111,13 +113,15 @@ inline void write_back(cpu_state *state, const CpuContext &context) {
 }
 
 template <auto function, class... Operand>
-void call_reference(to_none, [[maybe_unused]] cpu_state *state, [[maybe_unused]] uint32_t word,
-                    CpuContext *context) {
+[[gnu::always_inline]] inline void call_reference(to_none, [[maybe_unused]] cpu_state *state,
+                                                  [[maybe_unused]] uint32_t word,
+                                                  CpuContext *context) {
     function(operand_value(state, Operand::read(word))..., context);
 }
 
 template <auto function, class... Operand, unsigned count>
-void call_reference(to_z_group<count>, cpu_state *state, uint32_t word, CpuContext *context) {
+[[gnu::always_inline]] inline void call_reference(to_z_group<count>, cpu_state *state,
+                                                  uint32_t word, CpuContext *context) {
     [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) {
         VecT result[count];
         function(operand_value(state, Operand::read(word))..., &result[i]..., context);
@@ -127,7 +131,8 @@ void call_reference(to_z_group<count>, cpu_state *state, uint32_t word, CpuConte
 }
 
 template <auto function, class... Operand, class Destination>
-void call_reference(Destination, cpu_state *state, uint32_t word, CpuContext *context) {
+[[gnu::always_inline]] inline void call_reference(Destination, cpu_state *state, uint32_t word,
+                                                  CpuContext *context) {
     // Every operand is made in its place among the arguments: a vector is copied once.
     Destination::write(state, word,
                        function(operand_value(state, Operand::read(word))..., context));

@@ -40,9 +40,9 @@ inline aarch64_decode_rc no_op(cpu_state *, unsigned int) {
 inline constexpr std::nullptr_t reference_route = nullptr;
 
 // A row of a handler whose two tiers take the same operands in the same order: the destination is
-// among them.
+// among them. (Not consteval: Clang 14 doesn't let consteval functions call such with their own arguments.)
 template <auto routine, auto function, class Destination, class... Operand>
-consteval handler_row row(const char *name, const decode_map *map, unsigned key) {
+constexpr handler_row row(const char *name, const decode_map *map, unsigned key) {
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
         return {name, map, key, reference<function, Destination, Operand...>};
     else
@@ -53,7 +53,7 @@ consteval handler_row row(const char *name, const decode_map *map, unsigned key)
 // The same where the destination is only written: a direct routine gets its record in front, a
 // reference function doesn't.
 template <auto routine, auto function, class Destination, class Written, class... Operand>
-consteval handler_row row_to(const char *name, const decode_map *map, unsigned key) {
+constexpr handler_row row_to(const char *name, const decode_map *map, unsigned key) {
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
         return {name, map, key, reference<function, Destination, Operand...>};
     else

@@ -1,9 +1,12 @@
 #include "sve/core/sve_utils.h"
 
 #include "sve/core/host_fp.h"
+#include "sve/core/row_index.h"
 #include "sve/fp/arithmetic.h"
 #include "sve/fp/compares.h"
 #include "sve/fp/conversions.h"
+#include "sve/fp/estimates.h"
+#include "sve/fp/multiply_add.h"
 #include "sve/fp/reductions.h"
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/logic.h"
@@ -27,6 +30,7 @@
 
 #include <array>
 #include <cstdio>
+#include <mutex>
 #include <tuple>
 #include <unistd.h>
 
@@ -36,7 +40,8 @@ using namespace sve;
 
 constinit mapped_arena sve::icounts_memory;
 constinit std::atomic<uint64_t> sve_instr_count = 0;
-constinit std::mutex icounts_mutex;
+constinit short_mutex icounts_mutex;
+static constinit row_index icounts_index(icounts_memory);
 
 decltype(icounts) icounts;
 
@@ -67,6 +72,8 @@ static constexpr const handler_rows *families[] = {
     &fp_compare_rows,
     &fp_reduction_rows,
     &fp_conversion_rows,
+    &multiply_add_rows,
+    &estimate_rows,
 };
 
 std::span<const handler_rows *const> sve::handler_families() {
@@ -133,7 +140,8 @@ aarch64_decode_rc execute_sve_instruction(cpu_state *state) {
         if (rc != AARCH64_DECODE_OK)
             return rc;
     }
-    update_sve_stats(pc, word);
+    if constexpr (counts_instructions)
+        update_sve_stats(pc, word);
     state->pc = pc + 1;
     return AARCH64_DECODE_OK;
 }
@@ -146,20 +154,33 @@ static void increment(std::atomic<uint64_t> &counter) {
     counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
+[[gnu::noinline]] static std::atomic<uint64_t> &add_row(unsigned int *pc, unsigned int word) {
+    const auto row =
+        icounts
+            .emplace(std::piecewise_construct, std::tuple(pc),
+                     std::tuple(std::piecewise_construct, std::tuple(word), std::tuple(0)))
+            .first;
+    std::atomic<uint64_t> &count = row->second.second;
+    icounts_index.add(pc, count);
+    return count;
+}
+
 void update_sve_stats(unsigned int *pc, unsigned int word) {
     const std::lock_guard lock(icounts_mutex);
     increment(sve_instr_count);
-    auto row = icounts.find(pc);
-    if (row == icounts.end())
-        row = icounts
-                  .emplace(std::piecewise_construct, std::tuple(pc),
-                           std::tuple(std::piecewise_construct, std::tuple(word), std::tuple(0)))
-                  .first;
-    increment(row->second.second);
+    std::atomic<uint64_t> *count = icounts_index.find(pc);
+    if (!count) [[unlikely]]
+        count = &add_row(pc, word);
+    increment(*count);
 }
 
 void dump_sve_stats() {
     for (const auto &[pc, row] : icounts)
         fprintf(stderr, "%p: 0x%08x %ld\n", static_cast<void *>(pc), row.first,
                 static_cast<long>(row.second.load()));
+}
+
+void clear_sve_stats() {
+    icounts.clear();
+    icounts_index = row_index(icounts_memory);
 }

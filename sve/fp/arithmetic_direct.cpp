@@ -59,10 +59,7 @@ UNARY(frinta, host_frinta(a))
 // The bits alone: no flag.
 aarch64_decode_rc sve_fneg_zpz(cpu_state *state, aarch64_z_reg zd, aarch64_p_reg pg,
                                aarch64_z_reg zn) {
-    with_lanes(fp_lane_types{}, zd.size, [&]<class T>() {
-        const T sign = FPNeg(T{0});
-        merge_lanes<T>(
-            state, zd.num, pg.num, [=](chunk<T> a) { return a ^ sign; }, zn.num);
-    });
+    with_lanes(fp_lane_types{}, zd.size,
+               [&]<class T>() { merge_lanes<T>(state, zd.num, pg.num, negated, zn.num); });
     return AARCH64_DECODE_OK;
 }

@@ -33,6 +33,11 @@ auto all_lanes(T value) {
     return [value](unsigned) { return chunk<T>{} + value; };
 }
 
+// The lanes with their signs inverted, those of NaNs too.
+constexpr auto negated = []<class Lanes>(Lanes a) {
+    return a ^ FPNeg(std::remove_cvref_t<decltype(a[0])>{0});
+};
+
 // Zdn = op(Zdn, Zm) in the active lanes. 1.0 is harmless to every operation, as both operands.
 template <class Op>
 aarch64_decode_rc fp_binary_zpz(cpu_state *state, aarch64_z_reg zdn, aarch64_p_reg pg,
@@ -63,6 +68,18 @@ aarch64_decode_rc fp_unary_zpz(cpu_state *state, aarch64_z_reg zd, aarch64_p_reg
     with_lanes(fp_lane_types{}, zd.size, [&]<class T>() {
         fp_merge_lanes<T>(state, zd.num, pg.num, power_of_two<T>(0), op,
                           lanes_of<T>(state, zn.num));
+    });
+    return AARCH64_DECODE_OK;
+}
+
+// Zda = op(Zda, Zn, Zm) in the active lanes.
+template <class Op>
+aarch64_decode_rc fp_ternary_zpzz(cpu_state *state, aarch64_z_reg zda, aarch64_p_reg pg,
+                                  aarch64_z_reg zn, aarch64_z_reg zm, Op op) {
+    with_lanes(fp_lane_types{}, zda.dst_size, [&]<class T>() {
+        fp_merge_lanes<T>(state, zda.num, pg.num, power_of_two<T>(0), op,
+                          lanes_of<T>(state, zda.num), lanes_of<T>(state, zn.num),
+                          lanes_of<T>(state, zm.num));
     });
     return AARCH64_DECODE_OK;
 }

@@ -53,21 +53,21 @@ chunk<T> host_lanes(F &&f) {
 #define UNARY(name, instruction, T, arrangement, ...)                                              \
     inline chunk<T> name(chunk<T> va) {                                                            \
         return host_lanes<T>([&](unsigned i, FPSCR &fpscr) -> T {                                  \
-            T a = va[i];                                                                     \
+            T a = va[i];                                                                           \
             return __VA_ARGS__;                                                                    \
         });                                                                                        \
     }
 #define BINARY(name, instruction, T, arrangement, ...)                                             \
     inline chunk<T> name(chunk<T> va, chunk<T> vb) {                                               \
         return host_lanes<T>([&](unsigned i, FPSCR &fpscr) -> T {                                  \
-            T a = va[i], b = vb[i];                                                          \
+            T a = va[i], b = vb[i];                                                                \
             return __VA_ARGS__;                                                                    \
         });                                                                                        \
     }
 #define TERNARY(name, instruction, T, arrangement, ...)                                            \
     inline chunk<T> name(chunk<T> va, chunk<T> vb, chunk<T> vc) {                                  \
         return host_lanes<T>([&](unsigned i, FPSCR &fpscr) -> T {                                  \
-            T a = va[i], b = vb[i], c = vc[i];                                               \
+            T a = va[i], b = vb[i], c = vc[i];                                                     \
             return __VA_ARGS__;                                                                    \
         });                                                                                        \
     }

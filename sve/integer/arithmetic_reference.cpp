@@ -1,28 +1,15 @@
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/integer_helpers.h"
 
-#include <limits>
-
 using namespace sve;
 
 // ---- Operations on elements, held in their own type --------------------------------------------
 
-template <class T>
-static constexpr int width = 8 * sizeof(T);
-template <class T>
-static constexpr int unsigned_flag = std::numeric_limits<T>::is_signed ? 0 : 1;
-
-// The element as an exact number.
-template <class T>
-static int128 number(T x) {
-    return Int(static_cast<unsigned long>(x), width<T>, unsigned_flag<T>);
-}
-
 static constexpr auto add = [](auto a, auto b) { return a + b; };
 static constexpr auto subtract = [](auto a, auto b) { return a - b; };
 static constexpr auto subtract_reversed = [](auto a, auto b) { return b - a; };
-static constexpr auto absolute = [](auto a) { return bits(AbsInt(number(a))); };
-static constexpr auto negate = [](auto a) { return bits(-number(a)); };
+static constexpr auto negate = []<class T>(T a) { return -wider<T>{a}; };
+static constexpr auto absolute = []<class T>(T a) { return a < 0 ? negate(a) : wider<T>{a}; };
 static constexpr auto absolute_difference = [](auto a, auto b) {
     // The difference of two elements of 64 bits has 65: each way round it is unsigned and fits.
     return a > b ? static_cast<unsigned long>(a) - static_cast<unsigned long>(b)
@@ -34,23 +21,11 @@ static constexpr auto multiply = [](auto a, auto b) {
     return static_cast<unsigned long>(a) * static_cast<unsigned long>(b);
 };
 static constexpr auto multiply_high = []<class T>(T a, T b) {
-    return bits(unsigned_flag<T>
-                    ? static_cast<int128>(static_cast<unsigned __int128>(number(a)) *
-                                              static_cast<unsigned __int128>(number(b)) >>
-                                          width<T>)
-                    : ShiftRightInt(number(a) * number(b), width<T>));
+    return wider<T>{a} * b >> (8 * sizeof(T));
 };
-static constexpr auto maximum = []<class T>(T a, T b) {
-    return Max(static_cast<unsigned long>(a), static_cast<unsigned long>(b), width<T>,
-               unsigned_flag<T>);
-};
-static constexpr auto minimum = []<class T>(T a, T b) {
-    return Min(static_cast<unsigned long>(a), static_cast<unsigned long>(b), width<T>,
-               unsigned_flag<T>);
-};
-static constexpr auto divide = []<class T>(T a, T b) {
-    return b == 0 ? 0ul : bits(number(a) / number(b));
-};
+static constexpr auto maximum = [](auto a, auto b) { return a < b ? b : a; };
+static constexpr auto minimum = [](auto a, auto b) { return b < a ? b : a; };
+static constexpr auto divide = []<class T>(T a, T b) { return b == 0 ? 0 : wider<T>{a} / b; };
 static constexpr auto divide_reversed = []<class T>(T a, T b) { return divide(b, a); };
 // Zda + Zn * Zm, and Za + Zdn * Zm: the first operand is the destination's old value.
 static constexpr auto mla = [](auto da, auto n, auto m) {
@@ -70,11 +45,11 @@ static constexpr auto msb = [](auto dn, auto m, auto a) { return mls(a, dn, m); 
     }
 #define VVM(type, T, op, f)                                                                        \
     VecT Vec##type##op##VVM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
-        return merge<T>(context, dn, pg, f, dn, m);                                                \
+        return merge_blocks<T>(context, dn, pg, f, dn, m);                                         \
     }
 #define VM(type, T, op, f)                                                                         \
     VecT Vec##type##op##VM(VecT d, PredV pg, VecT n, CpuContext *context) {                        \
-        return merge<T>(context, d, pg, f, n);                                                     \
+        return merge_blocks<T>(context, d, pg, f, n);                                              \
     }
 #define VIX(type, T, op, f)                                                                        \
     VecT Vec##type##op##VIX(VecT dn, T immediate, CpuContext *context) {                           \
@@ -82,7 +57,7 @@ static constexpr auto msb = [](auto dn, auto m, auto a) { return mls(a, dn, m); 
     }
 #define VVVM(type, T, op, f)                                                                       \
     VecT Vec##type##op##VVVM(VecT a, PredV pg, VecT b, VecT c, CpuContext *context) {              \
-        return merge<T>(context, a, pg, f, a, b, c);                                               \
+        return merge_blocks<T>(context, a, pg, f, a, b, c);                                        \
     }
 
 #define UNSIGNED(U, T)                                                                             \

@@ -6,8 +6,17 @@
 // unsigned, else signed.
 
 #include <cstdint>
+#include <type_traits>
 
 using int128 = __int128;
+
+// Integers of twice the width of T at least, with T's sign: products of elements fit. Those of the
+// host's registers where they do, since the compiler has vector instructions for these.
+template <class T>
+using wider =
+    std::conditional_t<sizeof(T) < sizeof(long),
+                       std::conditional_t<std::is_signed_v<T>, long, unsigned long>,
+                       std::conditional_t<std::is_signed_v<T>, int128, unsigned __int128>>;
 
 // n low one bits.
 constexpr unsigned long ones(int n) {

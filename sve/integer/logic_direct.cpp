@@ -9,8 +9,8 @@ static constexpr auto bit_xor = [](auto a, auto b) { return a ^ b; };
 static constexpr auto bit_clear = [](auto a, auto b) { return a & ~b; };
 
 // Exchanges neighbouring groups of 1 bit, then of 2, 4 and so on up to half an element.
-template <unsigned group = 1>
-static constexpr auto reverse_bits = []<class Lanes>(Lanes a) {
+template <unsigned group = 1, class Lanes>
+static Lanes reverse_bits(Lanes a) {
     using T = std::remove_reference_t<decltype(a[0])>;
     constexpr unsigned width = 8 * sizeof(T);
     // Every other group of that many bits: all ones divided by 10…01.
@@ -20,7 +20,7 @@ static constexpr auto reverse_bits = []<class Lanes>(Lanes a) {
         return reverse_bits<2 * group>(exchanged);
     else
         return exchanged;
-};
+}
 
 // ---- Element by element ------------------------------------------------------------------------
 
@@ -35,7 +35,7 @@ PREDICATED(eor, bit_xor)
 PREDICATED(bic, bit_clear)
 
 SVE_ROUTINE sve_rbit_zpz(cpu_state *state, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
-    return unary_zpz(state, zd, pg, zn, reverse_bits<>);
+    return unary_zpz(state, zd, pg, zn, [](auto a) { return reverse_bits(a); });
 }
 SVE_ROUTINE sve_revw_zpz(cpu_state *state, aarch64_z_reg zd, aarch64_p_reg pg, aarch64_z_reg zn) {
     return unary_zpz<lane_types<uint64_t>>(state, zd, pg, zn,

@@ -1,6 +1,9 @@
 #include "sve/integer/integer_helpers.h"
 #include "sve/integer/logic.h"
 
+#include <limits>
+#include <type_traits>
+
 using namespace sve;
 
 template <class T>
@@ -13,22 +16,33 @@ static constexpr auto bit_clear = [](auto a, auto b) { return a & ~b; };
 static constexpr auto invert = [](auto a) { return ~a; };
 static constexpr auto is_zero = [](auto a) { return a == 0; };
 static constexpr auto reverse_bits = []<class T>(T a) { return BitReverse(a, width<T>); };
-static constexpr auto leading_sign_bits = []<class T>(T a) {
-    // The sign extension of the element: the helper compares each bit with the one above it.
-    return CountLeadingSignBits(a, width<T>);
-};
 static constexpr auto leading_zeros = []<class T>(T a) {
-    return CountLeadingZeroBits(a, width<T>);
+    return (a ? __builtin_clzl(a) : 64) - (64 - width<T>);
+};
+static constexpr auto leading_sign_bits = []<class T>(T a) {
+    const auto number = static_cast<std::make_signed_t<T>>(a);
+    const auto signs = static_cast<T>(number < 0 ? ~number : number);
+    return leading_zeros(signs) - 1; // the sign itself isn't counted
 };
 static constexpr auto set_bits = []<class T>(T a) { return BitCount(a, width<T>); };
 
+// The element with its units of `unit_bytes` in reverse order: neighbours change places, then pairs, and so on.
+template <unsigned unit_bytes>
+static constexpr auto reverse_units = []<class T>(T a) {
+    for (unsigned shift = 8 * unit_bytes; shift < 8 * sizeof(T); shift *= 2) {
+        const T low_of_each_two = std::numeric_limits<T>::max() / ((T{1} << shift) + 1);
+        a = static_cast<T>((a >> shift & low_of_each_two) | (a & low_of_each_two) << shift);
+    }
+    return a;
+};
+
 #define VVM(type, T, op, f)                                                                        \
     VecT Vec##type##op##VVM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
-        return merge<T>(context, dn, pg, f, dn, m);                                                \
+        return merge_blocks<T>(context, dn, pg, f, dn, m);                                         \
     }
 #define VM(type, T, op, f)                                                                         \
     VecT Vec##type##op##VM(VecT d, PredV pg, VecT n, CpuContext *context) {                        \
-        return merge<T>(context, d, pg, f, n);                                                     \
+        return merge_blocks<T>(context, d, pg, f, n);                                              \
     }
 #define UNSIGNED(U, T)                                                                             \
     VVM(U, T, And, bit_and)                                                                        \
@@ -45,8 +59,7 @@ SVE_UNSIGNED_TYPES(UNSIGNED)
 
 #define REVERSE(type, T, unit)                                                                     \
     VecT Vec##type##Rev##unit##V(VecT d, PredV pg, VecT n, CpuContext *context) {                  \
-        return merge<T>(                                                                           \
-            context, d, pg, [](T a) { return Reverse(a, width<T>, unit); }, n);                    \
+        return merge_blocks<T>(context, d, pg, reverse_units<unit>, n);                            \
     }
 REVERSE(U16, uint16_t, 1)
 REVERSE(U32, uint32_t, 1)

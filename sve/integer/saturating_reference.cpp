@@ -1,29 +1,33 @@
-#include "sve/integer/integer_helpers.h"
 #include "sve/integer/saturating.h"
 
 #include <limits>
+#include <type_traits>
 
 using namespace sve;
 
+// The limit that a result of T lies beyond.
 template <class T>
-static constexpr int width = 8 * sizeof(T);
-template <class T>
-static constexpr int unsigned_flag = std::numeric_limits<T>::is_signed ? 0 : 1;
+static constexpr T limit(bool below) {
+    return below ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+}
 
 static constexpr auto add = []<class T>(T a, T b) {
-    return SatAdd(static_cast<unsigned long>(a), static_cast<unsigned long>(b), width<T>,
-                  unsigned_flag<T>);
+    T sum;
+    return __builtin_add_overflow(a, b, &sum) ? limit<T>(std::is_signed_v<T> && a < T{0}) : sum;
 };
 static constexpr auto subtract = []<class T>(T a, T b) {
-    return SatSub(static_cast<unsigned long>(a), static_cast<unsigned long>(b), width<T>,
-                  unsigned_flag<T>);
+    T difference;
+    return __builtin_sub_overflow(a, b, &difference) ? limit<T>(std::is_unsigned_v<T> || a < T{0})
+                                                     : difference;
 };
 // The sum with an immediate is exact before it is saturated, whatever the element's sign.
 static constexpr auto add_immediate = []<class T>(T a, std::make_unsigned_t<T> immediate) {
-    return SatQ(int128{a} + immediate, width<T>, unsigned_flag<T>).value;
+    T sum;
+    return __builtin_add_overflow(a, immediate, &sum) ? limit<T>(false) : sum;
 };
 static constexpr auto subtract_immediate = []<class T>(T a, std::make_unsigned_t<T> immediate) {
-    return SatQ(int128{a} - immediate, width<T>, unsigned_flag<T>).value;
+    T difference;
+    return __builtin_sub_overflow(a, immediate, &difference) ? limit<T>(true) : difference;
 };
 
 #define SATURATING(type, T, op, f)                                                                 \
@@ -46,9 +50,10 @@ static VecT dot(const CpuContext *context, const VecT &n, const VecT &m, const V
                 Group group_of) {
     VecT result;
     for (unsigned e = 0; e < element_count<Wide>(context); e++) {
-        int128 sum = da.get<Wide>(e);
+        auto sum = static_cast<unsigned long>(da.get<Wide>(e)); // modulo the width of all
         for (unsigned j = 0; j < 4; j++)
-            sum += int128{n.get<Narrow>(4 * e + j)} * m.get<Narrow>(4 * group_of(e) + j);
+            sum += static_cast<unsigned long>(long{n.get<Narrow>(4 * e + j)} *
+                                              m.get<Narrow>(4 * group_of(e) + j));
         result.set<Wide>(e, static_cast<Wide>(sum));
     }
     return result;

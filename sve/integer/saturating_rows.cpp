@@ -22,10 +22,6 @@ using namespace sve;
 #define DOT_INDEXED(type, op, key, size, ZmLow, Index)                                             \
     row<reference_route, Vec##type##op##VVVIX, to_z, Zn<size>, ZmLow, Zda<size>, Index>(           \
         "Vec" #type #op "VVVIX", &decode_map__31_21__15_10, key)
-using Zm_18_16 = plain_operand<aarch64_z_reg, 18, 16, B>;
-using Zm_19_16 = plain_operand<aarch64_z_reg, 19, 16, H>;
-using Index_20_19 = joined_fields<20, 19>;
-using Index_20 = joined_fields<20, 20>;
 
 // clang-format off
 static constexpr handler_row rows[] = {
@@ -71,10 +67,10 @@ static constexpr handler_row rows[] = {
     DOT(U32, Dot, 0x8901, S),
     DOT(U64, Dot, 0x8981, D),
     // SDOT, UDOT (indexed)
-    DOT_INDEXED(S32, Dot, 0x8940, S, Zm_18_16, Index_20_19),
-    DOT_INDEXED(S64, Dot, 0x89c0, D, Zm_19_16, Index_20),
-    DOT_INDEXED(U32, Dot, 0x8941, S, Zm_18_16, Index_20_19),
-    DOT_INDEXED(U64, Dot, 0x89c1, D, Zm_19_16, Index_20),
+    DOT_INDEXED(S32, Dot, 0x8940, S, Zm_18_16<B>, Index_20_19),
+    DOT_INDEXED(S64, Dot, 0x89c0, D, Zm_19_16<H>, Index_20),
+    DOT_INDEXED(U32, Dot, 0x8941, S, Zm_18_16<B>, Index_20_19),
+    DOT_INDEXED(U64, Dot, 0x89c1, D, Zm_19_16<H>, Index_20),
 };
 // clang-format on
 

@@ -1,46 +1,44 @@
 #include "sve/integer/integer_helpers.h"
 #include "sve/integer/shifts.h"
 
-#include <limits>
+#include <type_traits>
 
 using namespace sve;
 
 template <class T>
 static constexpr int width = 8 * sizeof(T);
 
-// The element as an exact number, by its type.
-template <class T>
-static int128 number(T x) {
-    return Int(static_cast<unsigned long>(x), width<T>, std::numeric_limits<T>::is_signed ? 0 : 1);
+// A count is unsigned whatever its type. It may be an element or the doubleword that the element lies in.
+template <class T, class Count>
+static bool is_below_width(Count count) {
+    return static_cast<std::make_unsigned_t<Count>>(count) < width<T>;
 }
 
-// A count is unsigned whatever the element's type.
-template <class T>
-static int128 count_of(T x) {
-    return static_cast<std::make_unsigned_t<T>>(x);
-}
-
-static constexpr auto shift_left = [](auto a, auto count) {
-    return bits(ShiftLeftInt(number(a), count_of(count)));
+static constexpr auto shift_left = []<class T>(T a, auto count) {
+    return is_below_width<T>(count) ? static_cast<wider<T>>(a) << count : 0;
 };
-static constexpr auto shift_right = [](auto a, auto count) {
-    return bits(ShiftRightInt(number(a), count_of(count)));
+// A longer shift leaves copies of the sign.
+static constexpr auto shift_right = []<class T>(T a, auto count) -> wider<T> {
+    if (is_below_width<T>(count))
+        return a >> count;
+    return std::is_signed_v<T> ? a >> (width<T> - 1) : 0;
 };
 static constexpr auto shift_left_reversed = [](auto a, auto b) { return shift_left(b, a); };
 static constexpr auto shift_right_reversed = [](auto a, auto b) { return shift_right(b, a); };
 // Division by a power of two, rounded toward zero.
-static constexpr auto shift_right_rounding = [](auto a, auto count) {
-    const int128 correction = a < 0 ? ShiftLeftInt(1, count_of(count)) - 1 : 0;
-    return bits(ShiftRightInt(number(a) + correction, count_of(count)));
+static constexpr auto shift_right_rounding = []<class T>(T a, T count) {
+    // One beyond the width is as good as a longer one: nothing remains.
+    const int places = is_below_width<T>(count) ? static_cast<int>(count) : width<T>;
+    return (a + (a < 0 ? (wider<T>{1} << places) - 1 : 0)) >> places;
 };
 
 #define VVM(type, T, op, f)                                                                        \
     VecT Vec##type##op##VVM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
-        return merge<T>(context, dn, pg, f, dn, m);                                                \
+        return merge_blocks<T>(context, dn, pg, f, dn, m);                                         \
     }
 #define VIM(type, T, op, f)                                                                        \
     VecT Vec##type##op##VIM(VecT dn, PredV pg, T count, CpuContext *context) {                     \
-        return merge<T>(context, dn, pg, f, dn, count);                                            \
+        return merge_blocks<T>(context, dn, pg, f, dn, count);                                     \
     }
 #define VIX(type, T, op, f)                                                                        \
     VecT Vec##type##op##VIX(VecT n, T count, CpuContext *context) {                                \
@@ -62,7 +60,7 @@ SVE_SIGNED_TYPES(SIGNED)
 
 #define WIDE(type, T, op, f)                                                                       \
     VecT Vec##type##op##VWM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
-        return merge<T>(context, dn, pg, f, dn, wide_elements<T>{m});                              \
+        return merge_blocks<T>(context, dn, pg, f, dn, wide_elements<T>{m});                       \
     }                                                                                              \
     VecT Vec##type##op##VWX(VecT n, VecT m, CpuContext *context) {                                 \
         return unpredicated<T>(context, f, n, wide_elements<T>{m});                                \

@@ -8,7 +8,7 @@ static constexpr auto same = [](auto value) { return value; };
 // The same where the predicate is true; 0 elsewhere.
 template <class T, class Operand>
 static VecT zero_inactive(const CpuContext *context, const PredV &pg, const Operand &operand) {
-    return merge<T>(context, VecT{}, pg, same, operand);
+    return merge_blocks<T>(context, VecT{}, pg, same, operand);
 }
 
 #define DUP(type, T, shape)                                                                        \
@@ -22,7 +22,7 @@ static VecT zero_inactive(const CpuContext *context, const PredV &pg, const Oper
     }
 #define CPY(type, T, shape)                                                                        \
     VecT Vec##type##Dup##shape(VecT d, PredV pg, T value, CpuContext *context) {                   \
-        return merge<T>(context, d, pg, same, value);                                              \
+        return merge_blocks<T>(context, d, pg, same, value);                                       \
     }
 #define CPY_Z(type, T)                                                                             \
     VecT Vec##type##DupIZ(PredV pg, T value, CpuContext *context) {                                \
@@ -30,10 +30,10 @@ static VecT zero_inactive(const CpuContext *context, const PredV &pg, const Oper
     }
 #define SELECT(type, T)                                                                            \
     VecT Vec##type##SelVV(PredV pg, VecT n, VecT m, CpuContext *context) {                         \
-        return merge<T>(context, m, pg, same, n);                                                  \
+        return merge_blocks<T>(context, m, pg, same, n);                                           \
     }                                                                                              \
     VecT Vec##type##MovePrefix1VM(VecT d, PredV pg, VecT n, CpuContext *context) {                 \
-        return merge<T>(context, d, pg, same, n);                                                  \
+        return merge_blocks<T>(context, d, pg, same, n);                                           \
     }                                                                                              \
     VecT Vec##type##MovePrefix1VZ(PredV pg, VecT n, CpuContext *context) {                         \
         return zero_inactive<T>(context, pg, n);                                                   \

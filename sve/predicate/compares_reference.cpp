@@ -15,7 +15,7 @@ static constexpr auto less = [](auto a, auto b) { return a < b; };
 template <class T, class Relation, class... Operand>
 static PredV compare_with_flags(CpuContext *context, const PredV &pg, Relation relation,
                                 const Operand &...operand) {
-    const PredV result = compare<T>(context, pg, relation, operand...);
+    const PredV result = compare_blocks<T>(context, pg, relation, operand...);
     PredSetNZCV(pg, result, 8 * sizeof(T), context);
     return result;
 }

@@ -291,6 +291,9 @@ struct fp_format {
     unsigned width() const { return 1 + exponent_bits + fraction_bits; }
 };
 static constexpr fp_format fp_formats[] = {{5, 10}, {8, 23}, {11, 52}}; // half, single, double
+static constexpr const fp_format &format_of(unsigned width) {
+    return fp_formats[width == 16 ? 0 : width == 32 ? 1 : 2];
+}
 
 // Zeros, denormals, the ends of binades and of the whole range, infinities, NaNs of both kinds, small integers
 // and halves, the ends of integer types, and anything.
@@ -361,27 +364,57 @@ static uint64_t choose_fp_value(fp_format format, uint64_t draw) {
     return sign << (format.width() - 1) | exponent << format.fraction_bits | fraction;
 }
 
-// In all vectors that may be operands. An element is often its neighbour in another operand, with another sign
-// or next to it: sums cancel then, and compares meet equals.
+// An element is often its neighbour in another operand, with another sign or next to it: sums cancel then, and
+// compares meet equals.
+static void draw_fp_vector(uint8_t *row, const uint8_t *other, unsigned width,
+                           random_numbers &random) {
+    const fp_format &format = format_of(width);
+    for (unsigned i = 0; i < sve_vector_bytes; i += width / 8) {
+        const uint64_t draw = random.next();
+        uint64_t value = choose_fp_value(format, draw);
+        if ((draw >> 50 & 7) == 0) {
+            memcpy(&value, other + i, width / 8);
+            value ^= (draw >> 53 & 1) << (width - 1);
+            value += (draw >> 54 & 3) == 0;
+        }
+        memcpy(row + i, &value, width / 8);
+    }
+}
+
+// In all vectors that may be operands.
 static void draw_fp_operands(const trial_input &in, unsigned width) {
-    const fp_format &format = fp_formats[width == 16 ? 0 : width == 32 ? 1 : 2];
     const uint8_t *other = in.state.emulated.z[bits(in.word, 4, 0)];
     for (const register_field &field : register_fields) {
         if (field.is_predicate || !field.is_in(in.row))
             continue;
         uint8_t *z = in.state.emulated.z[bits(in.word, field.high, field.low)];
-        for (unsigned i = 0; i < sve_vector_bytes; i += width / 8) {
-            const uint64_t draw = in.random.next();
-            uint64_t value = choose_fp_value(format, draw);
-            if ((draw >> 50 & 7) == 0) {
-                memcpy(&value, other + i, width / 8);
-                value ^= (draw >> 53 & 1) << (width - 1);
-                value += (draw >> 54 & 3) == 0;
-            }
-            memcpy(z + i, &value, width / 8);
-        }
+        draw_fp_vector(z, other, width, in.random);
         other = z;
     }
+}
+
+// The second factor is in bits 18:16 or 19:16, below the index.
+static void draw_indexed_fp(const trial_input &in) {
+    const unsigned width = element_bits(in.row.row->name);
+    draw_fp_operands(in, width);
+    for (const unsigned high : {18, 19})
+        draw_fp_vector(in.state.emulated.z[bits(in.word, high, 16)],
+                       in.state.emulated.z[bits(in.word, 9, 5)], width, in.random);
+}
+
+// Products that cancel with the addend: a factor is 1 or -1, where the other may be the addend's neighbour.
+static void draw_multiply_add(const trial_input &in) {
+    const unsigned width = element_bits(in.row.row->name);
+    draw_fp_operands(in, width);
+    const fp_format &format = format_of(width);
+    const uint64_t one = ((uint64_t{1} << (format.exponent_bits - 1)) - 1) << format.fraction_bits;
+    const unsigned low = in.random.one_in(2) ? 0 : 16;
+    uint8_t *factor = in.state.emulated.z[bits(in.word, low + 4, low)];
+    for (unsigned i = 0; i < sve_vector_bytes; i += width / 8)
+        if (in.random.one_in(4)) {
+            const uint64_t value = one | uint64_t{in.random.one_in(2)} << (width - 1);
+            memcpy(factor + i, &value, width / 8);
+        }
 }
 static void draw_halves(const trial_input &in) {
     draw_fp_operands(in, 16);
@@ -445,6 +478,8 @@ static constexpr value_rule value_rules[] = {
     {"Vec*Extnd[HF]VM", draw_converted},
     {"Vec*Trunc[FD]VM", draw_converted},
     {"Vec*ScaleVVM", draw_scales},
+    {"Vec[FD]*VVIX", draw_indexed_fp},
+    {"Vec[FD]*VVVM", draw_multiply_add},
     {"VecF16*", draw_halves},
     {"VecF32*", draw_singles},
     {"VecD64*", draw_doubles},

@@ -1,6 +1,7 @@
 // Holds the emulator against an SVE processor and its two tiers against each other, over random words and
 // states of every instruction row. See usage() for the options.
 
+#include "tests/conformance/encodings.h"
 #include "tests/conformance/self_check.h"
 #include "tests/conformance/trials.h"
 
@@ -20,7 +21,8 @@ constexpr int cannot_run_here = 77; // the test is skipped then
 
 constexpr char usage[] =
     "usage: conformance [--rows PATTERN] [--trials N] [--seed S] [--trial INDEX] [--shard I/N]\n"
-    "                   [--tier hardware|reference|both] [--list] [--self-check]\n";
+    "                   [--tier hardware|reference|both] [--list] [--self-check]\n"
+    "                   [--encodings WORDS]\n";
 
 struct options {
     trial_settings settings;
@@ -28,6 +30,7 @@ struct options {
     uint64_t shard = 1, shards = 1;
     bool list = false;
     bool self_check = false;
+    uint64_t encodings = 0; // random words to ask the processor for, instead of trials
 };
 
 [[noreturn]] void refuse(const char *what, const char *argument) {
@@ -80,6 +83,8 @@ options parse(int argc, char **argv) {
                 refuse("not a tier", argv[i]);
         } else if (option == "--list") {
             options.list = true;
+        } else if (option == "--encodings") {
+            options.encodings = number(argument());
         } else if (option == "--self-check") {
             options.self_check = true;
         } else if (option == "--help") {
@@ -106,13 +111,16 @@ int main(int argc, char **argv) {
                    row.row->reference ? ", both tiers" : "");
         return 0;
     }
-    if (const char *obstacle = open_processor()) {
+    if (const char *obstacle = open_processor(options.encodings != 0)) {
         fprintf(stderr, "conformance: %s\n", obstacle);
         return cannot_run_here;
     }
     setvbuf(stdout, nullptr, _IOLBF, 0); // a crash loses no report
     if (options.self_check)
         return self_check();
+
+    if (options.encodings)
+        return check_encodings(options.encodings, settings.seed) ? 0 : 1;
 
     trial_totals totals;
     uint64_t tested = 0;

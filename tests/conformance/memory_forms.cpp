@@ -115,12 +115,10 @@ bool memory_form::is_accessible(uint32_t word, const cpu_state &state, unsigned 
 // ---- Values ---------------------------------------------------------------------------------------
 
 // Anywhere, or where `bytes` bytes end or begin at a page's end or the arena's.
-static uint64_t draw_place(unsigned bytes, bool away_from_ends, random_numbers &random) {
+static uint64_t draw_place(unsigned bytes, random_numbers &random) {
     const auto size = static_cast<unsigned>(arena().size());
     const unsigned page = size / 2, around = random.below(2 * bytes + 16) - bytes;
     const auto start = reinterpret_cast<uint64_t>(arena().data());
-    if (away_from_ends)
-        return start + page / 4 + random.below(page / 2) - around % 16;
     switch (random.below(6)) {
     case 0:
         return start + static_cast<uint64_t>(int64_t{static_cast<int>(around)});
@@ -141,10 +139,10 @@ static void set_register(cpu_state &state, unsigned number, uint64_t value) {
     (number == 31 ? state.sp : state.x[number]) = value;
 }
 
-static void draw_contiguous(const memory_form &form, const trial_input &in, bool away_from_ends) {
+static void draw_contiguous(const memory_form &form, const trial_input &in) {
     cpu_state &state = in.state.emulated;
     const unsigned n = bits(in.word, 9, 5), m = bits(in.word, 20, 16);
-    const uint64_t place = draw_place(form.footprint(), away_from_ends, in.random);
+    const uint64_t place = draw_place(form.footprint(), in.random);
     const bool has_index = form.shape == "LSSZ" || form.shape == "QSSZ";
     if (has_index && m != 31) // mostly near, forward or backward
         state.x[m] = in.random.one_in(4) ? in.random.next() : in.random.below(512) - uint64_t{256};
@@ -156,7 +154,7 @@ static void draw_contiguous(const memory_form &form, const trial_input &in, bool
     set_register(state, n, place - form.address(in.word, state, 0));
 }
 
-static void draw_gathered(const memory_form &form, const trial_input &in, bool away_from_ends) {
+static void draw_gathered(const memory_form &form, const trial_input &in) {
     cpu_state &state = in.state.emulated;
     const bool is_scaled = form.shape.ends_with("SVZ");
     const unsigned scale = is_scaled ? form.memory : 1;
@@ -166,7 +164,7 @@ static void draw_gathered(const memory_form &form, const trial_input &in, bool a
     if (!is_vector_base) {
         // Within the reach of the offsets: of either sign, of none, or anywhere.
         const uint64_t reach = (uint64_t{1} << 31) * scale;
-        base = draw_place(form.footprint(), away_from_ends, in.random);
+        base = draw_place(form.footprint(), in.random);
         if (in.random.one_in(2)) {
             const uint64_t distance = in.random.next() % reach;
             if (form.shape.front() == 'X')
@@ -181,7 +179,7 @@ static void draw_gathered(const memory_form &form, const trial_input &in, bool a
     for (unsigned e = 0; e < form.elements; e++) {
         if (in.random.one_in(32))
             continue; // anywhere
-        uint64_t offset = (draw_place(form.memory, away_from_ends, in.random) - base) / scale;
+        uint64_t offset = (draw_place(form.memory, in.random) - base) / scale;
         if (form.shape.front() == 'X' || form.shape.front() == 'Y')
             offset = static_cast<uint32_t>(offset) | in.random.next() << 32;
         memcpy(state.z[z] + e * form.element, &offset, form.element);
@@ -193,19 +191,15 @@ void draw_addresses(const trial_input &in) {
     if (!known)
         return;
     const memory_form &form = *known;
-    const bool is_speculative =
-        form.kind == memory_form::kind::first_fault || form.kind == memory_form::kind::non_fault;
-    const bool away_from_ends =
-        is_speculative && form.is_contiguous && processor_loads_speculatively;
     if (form.is_contiguous)
-        draw_contiguous(form, in, away_from_ends);
+        draw_contiguous(form, in);
     else
-        draw_gathered(form, in, away_from_ends);
+        draw_gathered(form, in);
 
     if (!form.has_predicate) {
         while (!form.is_accessible(in.word, in.state.emulated, 0) ||
                !form.is_accessible(in.word, in.state.emulated, form.elements - 1))
-            draw_contiguous(form, in, away_from_ends);
+            draw_contiguous(form, in);
         return;
     }
     // Of a non-fault load none faults, of a first-fault load all but the first may.

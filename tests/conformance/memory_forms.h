@@ -45,9 +45,4 @@ void load_speculatively(const char *handler, uint32_t word, machine_state &state
 void complete_load(const char *handler, uint32_t word, const machine_state &before,
                    machine_state &state);
 
-// Processors stop first-fault and non-fault loads early as they like; the processor emulator does right by them
-// at some vector lengths only, and away from the ends of pages.
-inline constexpr bool processor_loads_speculatively =
-    (sve_vector_bytes & (sve_vector_bytes - 1)) == 0;
-
 } // namespace conformance

@@ -90,12 +90,13 @@ static void handle_fault(int signal, siginfo_t *info, void *context) {
     _exit(3);
 }
 
-const char *open_processor() {
+const char *open_processor(bool any_length) {
     if (!(getauxval(AT_HWCAP) & HWCAP_SVE))
         return "this processor has no SVE";
     static char text[96];
     prctl(PR_SVE_SET_VL, sve_vector_bytes);
-    if (const uint64_t bytes = conformance_vector_bytes(); bytes != sve_vector_bytes) {
+    if (const uint64_t bytes = conformance_vector_bytes();
+        bytes != sve_vector_bytes && !(any_length && bytes < sve_vector_bytes)) {
         snprintf(text, sizeof text, "this processor's vector length is %lu bits, the emulator's %u",
                  bytes * 8, sve_vector_bits);
         return text;

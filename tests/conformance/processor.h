@@ -28,8 +28,9 @@ static_assert(offsetof(cpu_state, x) == 0 && offsetof(cpu_state, sp) == 248 &&
               offsetof(machine_state, p) == 288 + 49 * sve_vector_bytes + 8 &&
               offsetof(machine_state, ffr) == offsetof(machine_state, p) + 16 * predicate_bytes);
 
-// What stands in the way of running here: no SVE, or no such vector length; null if nothing does.
-const char *open_processor();
+// What stands in the way of running here: no SVE, or no such vector length; null if nothing does. With any other
+// length registers move wrongly, which is good enough to see which words are refused.
+const char *open_processor(bool any_length = false);
 
 // The words that run_word can run. Many at once: new code costs a processor emulator far more than a run.
 inline constexpr size_t max_loaded_words = 512;

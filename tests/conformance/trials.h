@@ -12,7 +12,7 @@ namespace conformance {
 
 struct trial_settings {
     uint64_t seed = 0x5ce5'eed0'0000'0001;
-    uint64_t trials = 300; // of each row
+    uint64_t trials = 500; // of each row
     std::optional<uint64_t> only_trial;
     // What the emulator is held against.
     bool hardware = true;

@@ -196,7 +196,7 @@ done
 refuses 126 '.*: statically linked.*' "$sverun" "$static_program"
 refuses 126 './set-uid: a set-uid .*' "$sverun" ./set-uid
 refuses 126 './not-executable: Permission denied' "$sverun" ./not-executable
-refuses 127 'library .*/lib/libsve_platform.so is missing or unreadable' bin/sverun "$program"
+refuses 127 'library .*/lib/sverun/libsve_platform.so is missing or unreadable' bin/sverun "$program"
 refuses 127 'library /missing.so is missing or unreadable' "$sverun" --client /missing.so "$program"
 refuses 2 "no program given; try 'sverun --help'" "$sverun"
 refuses 2 "unknown option --wrong; .*" "$sverun" --wrong "$program"

@@ -56,7 +56,7 @@ struct guarded {
 // `address` says where; with NULL it may be anywhere.
 static inline struct guarded make_guarded_at(void *address, size_t bytes) {
     const size_t page = (size_t)sysconf(_SC_PAGESIZE);
-    const size_t inside = (bytes + page - 1) / page * page;
+    const size_t inside = (bytes + !bytes + page - 1) / page * page;
     const int flags = MAP_PRIVATE | MAP_ANONYMOUS | (address ? MAP_FIXED_NOREPLACE : 0);
     uint8_t *const memory = (uint8_t *)mmap(address, inside + 2 * page, PROT_NONE, flags, -1, 0);
     if (memory == MAP_FAILED || (address && memory != address))

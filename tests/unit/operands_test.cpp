@@ -44,6 +44,9 @@ TEST(Operands, Vectors) {
         {CASE(Zm<B>),     0x240b1ac9, 11, 0, 5, 5},
         {CASE(Zd<Q>),     0x057023a3,  3, 4, 5, 5}, // dup z3.q, z29.q[1]
         {CASE(Zn<Q>),     0x057023a3, 29, 4, 5, 5},
+        {CASE(Zm_18_16<H>), 0x64750155,  5, 1, 5, 5}, // fmla z21.h, z10.h, z5.h[6]
+        {CASE(Zm_18_16<S>), 0x64b50555,  5, 2, 5, 5}, // fmls z21.s, z10.s, z5.s[2]
+        {CASE(Zm_19_16<D>), 0x64fd2155, 13, 3, 5, 5}, // fmul z21.d, z10.d, z13.d[1]
     });
 }
 
@@ -152,6 +155,12 @@ TEST(Operands, Immediates) {
         {NUMBER(Pattern),              0x04f0c3f5,   31}, // incd z21.d, all
         {NUMBER(Multiplier),           0x04f0c3f5,    1},
         {NUMBER(Pattern),              0x2598e3c9,   30}, // ptrue p9.s, mul3
+        {NUMBER(Rotation_16),          0x648095b5,    0}, // fcadd z21.s, p5/m, z21.s, z13.s, #90
+        {NUMBER(Rotation_16),          0x648195b5,    1}, // fcadd z21.s, p5/m, z21.s, z13.s, #270
+        {NUMBER(Rotation_14_13),       0x64cd3555,    1}, // fcmla z21.d, p5/m, z10.d, z13.d, #90
+        {NUMBER(Rotation_14_13),       0x64cd5555,    2}, // fcmla z21.d, p5/m, z10.d, z13.d, #180
+        {NUMBER(Rotation_11_10),       0x64b51555,    1}, // fcmla z21.h, z10.h, z5.h[2], #90
+        {NUMBER(Rotation_11_10),       0x64fd1955,    2}, // fcmla z21.s, z10.s, z13.s[1], #180
     });
 }
 
@@ -203,6 +212,11 @@ TEST(Operands, ElementIndices) {
         {NUMBER(DupIndex<D>), 0x05f82155,  7}, // mov z21.d, z10.d[7]
         {NUMBER(DupIndex<Q>), 0x05b02155,  2}, // mov z21.q, z10.q[2]
         {NUMBER(DupIndex<Q>), 0x05f02155,  3}, // mov z21.q, z10.q[3]
+        {NUMBER(Index_22_20_19), 0x64750155, 6}, // fmla z21.h, z10.h, z5.h[6]
+        {NUMBER(Index_22_20_19), 0x642a0155, 1}, // fmla z21.h, z10.h, z2.h[1]
+        {NUMBER(Index_20_19),    0x64b50555, 2}, // fmls z21.s, z10.s, z5.s[2]
+        {NUMBER(Index_20),       0x64fd2155, 1}, // fmul z21.d, z10.d, z13.d[1]
+        {NUMBER(Index_20),       0x64ed2155, 0}, // fmul z21.d, z10.d, z13.d[0]
     });
 }
 

@@ -77,7 +77,7 @@ TEST(ExecuteSveInstruction, Results) {
         cpu_state expected = state;
         expected.pc = code + success;
         const uint64_t total = sve_instr_count;
-        icounts.clear();
+        clear_sve_stats();
         handler_state = nullptr;
         handler_word = 0;
         EXPECT_EQ(execute_sve_instruction(&state), c.expected);
@@ -160,7 +160,7 @@ TEST(Stubs, EffectOnTheState) {
 
 class Statistics : public testing::Test {
 protected:
-    void SetUp() override { icounts.clear(); }
+    void SetUp() override { clear_sve_stats(); }
 };
 
 // The row of an address keeps the word of its first run, even if the code changes.

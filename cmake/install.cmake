@@ -1,0 +1,109 @@
+# What a user gets, and the Debian package of it.
+#
+#   bin/sverun                  for the machine that starts programs
+#   lib/sverun/                 the AArch64 libraries that sverun puts into a program
+#   share/sverun/examples/      AArch64 programs to try it on, with their sources
+#   share/doc, share/man        documentation
+#   include/sve, lib            for embedders: the core and the floating-point library, for the architecture
+#                               of the build, with files for CMake and pkg-config   (component development)
+#
+# A machine that isn't AArch64 needs two builds, which install into one place: a native one for sverun and the
+# embedder's files, and a cross build for the rest. What both have is taken from the native one unless asked
+# for by its component.
+include(CMakePackageConfigHelpers)
+if(CMAKE_CROSSCOMPILING)
+    set(unless_cross EXCLUDE_FROM_ALL)
+endif()
+
+install(TARGETS sverun DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT launcher ${unless_cross})
+if(SVE_TARGET_IS_AARCH64)
+    install(TARGETS sve_platform sve_plain LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
+    if(SVE_STATISTICS)
+        install(TARGETS sve_stats LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
+    endif()
+    install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR})
+    install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} FILES_MATCHING PATTERN "*.c")
+endif()
+set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/sverun)
+install(FILES README.md DESTINATION ${doc_dir})
+install(DIRECTORY docs DESTINATION ${doc_dir} PATTERN "*.1" EXCLUDE)
+install(FILES docs/sverun.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+# ---- For embedders --------------------------------------------------------------------------------
+
+set(for_embedders COMPONENT development ${unless_cross})
+install(TARGETS sve_core_archive sve_fplib EXPORT sve-emulation
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} ${for_embedders})
+# Most of an archive is for debuggers.
+install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+        foreach(archive core fplib)
+            execute_process(COMMAND ${CMAKE_STRIP} --strip-debug
+                \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libsve_\${archive}.a\"
+                COMMAND_ERROR_IS_FATAL ANY)
+        endforeach()
+    endif()" ${for_embedders})
+# The headers that those of the interface, sve_utils.h and signals.h, include.
+foreach(header bits cpu_state decode_maps export handler handler_row mapped_arena short_mutex signals
+               sve_utils vector_length)
+    install(FILES sve/core/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/core ${for_embedders})
+endforeach()
+install(FILES sve/fplib/fplib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/fplib ${for_embedders})
+
+set(cmake_files ${CMAKE_INSTALL_LIBDIR}/cmake/sve-emulation)
+install(EXPORT sve-emulation NAMESPACE sve:: FILE sve-emulation-targets.cmake
+        DESTINATION ${cmake_files} ${for_embedders})
+write_basic_package_version_file(sve-emulation-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES cmake/sve-emulation-config.cmake ${PROJECT_BINARY_DIR}/sve-emulation-config-version.cmake
+        DESTINATION ${cmake_files} ${for_embedders})
+
+# From the directory of the .pc files to the prefix, so that the tree can be moved.
+file(RELATIVE_PATH pkg_config_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" pkg_config_to_prefix "${pkg_config_to_prefix}")
+foreach(module sve-core sve-fplib)
+    configure_file(cmake/${module}.pc.in ${PROJECT_BINARY_DIR}/${module}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${module}.pc
+            DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig ${for_embedders})
+endforeach()
+
+# ---- The Debian package ---------------------------------------------------------------------------
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME sverun)
+set(CPACK_PACKAGE_VENDOR "")
+set(CPACK_PACKAGE_CONTACT "the developers of sverun")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "runs SVE programs on AArch64 machines without SVE")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+    "sverun runs a program that uses the AArch64 Scalable Vector Extension as a
+processor with ${SVE_VECTOR_BITS}-bit vectors does, bit for bit, and counts what it executed.
+.
+Also here: the emulator core and its floating-point library, for programs that
+emulate instructions themselves.")
+set(CPACK_DEBIAN_PACKAGE_SECTION devel)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES TRUE)
+
+# The C library of the compiler is the oldest that the programs are sure to run with.
+execute_process(COMMAND ${CMAKE_CXX_COMPILER} -E -dM -include features.h -x c++ /dev/null
+                OUTPUT_VARIABLE macros ERROR_QUIET)
+string(REGEX MATCH "^[0-9]+" compiler_major "${CMAKE_CXX_COMPILER_VERSION}")
+if(macros MATCHES "__GLIBC_MINOR__ ([0-9]+)")
+    set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.${CMAKE_MATCH_1}), libstdc++6 (>= ${compiler_major})")
+endif()
+
+set(native_project "${PROJECT_BINARY_DIR};${PROJECT_NAME};ALL;/")
+if(SVE_TARGET_IS_AARCH64)
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+    set(CPACK_INSTALL_CMAKE_PROJECTS ${native_project})
+    if(CMAKE_CROSSCOMPILING)
+        foreach(component launcher development)
+            list(APPEND CPACK_INSTALL_CMAKE_PROJECTS
+                 "${PROJECT_BINARY_DIR};${PROJECT_NAME};${component};/")
+        endforeach()
+    endif()
+else()
+    set(CPACK_INSTALL_CMAKE_PROJECTS ${native_project}
+        "${SVE_AARCH64_BUILD};${PROJECT_NAME};ALL;/")
+    set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qemu-user, libc6-arm64-cross")
+endif()
+include(CPack)
