@@ -94,7 +94,7 @@ auto active_elements(const PredV &pg, unsigned block) {
         constexpr auto first_bits = []<size_t... e>(std::index_sequence<e...>) {
             return chunk<Lane>{static_cast<Lane>(1u << e * sizeof(T))...};
         }
-        (std::make_index_sequence<sizeof(chunk<T>) / sizeof(T)>{});
+        (std::make_index_sequence<sve_chunk_bytes / sizeof(T)>{});
         return ((chunk<Lane>{} + bits) & first_bits) != 0;
     }
 }
