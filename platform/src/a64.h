@@ -27,7 +27,7 @@ constexpr word_t add(unsigned d, unsigned n, unsigned value, bool shift_12 = fal
 // adr xd, .+distance, within ±1 MiB
 constexpr word_t adr(unsigned d, int distance) {
     return 0x10000000 | (static_cast<word_t>(distance) & 3) << 29 |
-           (static_cast<word_t>(distance / 4) & 0x7ffff) << 5 | d;
+           (static_cast<word_t>(distance >> 2) & 0x7ffff) << 5 | d;
 }
 // mrs xt, system; msr system, xt
 constexpr word_t mrs(unsigned t, word_t system) {
