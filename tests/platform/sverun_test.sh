@@ -100,7 +100,7 @@ else
     grep -E '^(LD_PRELOAD|SVERUN_[A-Z_]*)=' out && fail "variables of the launcher are left"
     # On an AArch64 machine the launcher asks for this.
     run qemu-aarch64 -cpu neoverse-n1 -L "${QEMU_LD_PREFIX:-/usr/aarch64-linux-gnu}" -E SVERUN_FOLLOW=1 \
-        -E SVERUN_CLIENT_ARGS=--$'\n'foo$'\n' -E LD_PRELOAD="${sverun%/bin/*}/lib/libsve_platform.so" \
+        -E SVERUN_CLIENT_ARGS=--$'\n'foo$'\n' -E LD_PRELOAD="${sverun%/bin/*}/lib/sverun/libsve_platform.so" \
         "$program" environment
     expect_status 0
     grep -qx foo out && grep -qE '^LD_PRELOAD=.*libsve_platform' out || fail "a variable isn't left"
