@@ -1,6 +1,7 @@
 #include "sve/integer/integer_helpers.h"
 #include "sve/integer/logic.h"
 
+#include <bit>
 #include <limits>
 #include <type_traits>
 
@@ -16,9 +17,7 @@ static constexpr auto bit_clear = [](auto a, auto b) { return a & ~b; };
 static constexpr auto invert = [](auto a) { return ~a; };
 static constexpr auto is_zero = [](auto a) { return a == 0; };
 static constexpr auto reverse_bits = []<class T>(T a) { return BitReverse(a, width<T>); };
-static constexpr auto leading_zeros = []<class T>(T a) {
-    return (a ? __builtin_clzl(a) : 64) - (64 - width<T>);
-};
+static constexpr auto leading_zeros = [](auto a) { return std::countl_zero(a); };
 static constexpr auto leading_sign_bits = []<class T>(T a) {
     const auto number = static_cast<std::make_signed_t<T>>(a);
     const auto signs = static_cast<T>(number < 0 ? ~number : number);
@@ -29,6 +28,10 @@ static constexpr auto set_bits = []<class T>(T a) { return BitCount(a, width<T>)
 // The element with its units of `unit_bytes` in reverse order: neighbours change places, then pairs, and so on.
 template <unsigned unit_bytes>
 static constexpr auto reverse_units = []<class T>(T a) {
+    if constexpr (unit_bytes == 1 && sizeof(T) == 4)
+        return __builtin_bswap32(a);
+    if constexpr (unit_bytes == 1 && sizeof(T) == 8)
+        return __builtin_bswap64(a);
     for (unsigned shift = 8 * unit_bytes; shift < 8 * sizeof(T); shift *= 2) {
         const T low_of_each_two = std::numeric_limits<T>::max() / ((T{1} << shift) + 1);
         a = static_cast<T>((a >> shift & low_of_each_two) | (a & low_of_each_two) << shift);

@@ -43,31 +43,32 @@ static constexpr auto subtract_immediate = []<class T>(T a, std::make_unsigned_t
 SVE_UNSIGNED_TYPES(BOTH)
 SVE_SIGNED_TYPES(BOTH)
 
-// Element e of Zda plus four products. `group_of(e)` is the group of four in Zm that e is multiplied
-// with: those of its own place, or one of its 128-bit segment.
-template <class Wide, class Narrow, class Group>
-static VecT dot(const CpuContext *context, const VecT &n, const VecT &m, const VecT &da,
-                Group group_of) {
-    VecT result;
-    for (unsigned e = 0; e < element_count<Wide>(context); e++) {
-        auto sum = static_cast<unsigned long>(da.get<Wide>(e)); // modulo the width of all
-        for (unsigned j = 0; j < 4; j++)
-            sum += static_cast<unsigned long>(long{n.get<Narrow>(4 * e + j)} *
-                                              m.get<Narrow>(4 * group_of(e) + j));
-        result.set<Wide>(e, static_cast<Wide>(sum));
+// The sum of an element of Zda and the products of the four quarters, of type Narrow, of elements of Zn and Zm.
+// They are told by shifts, since operations on whole elements become vector instructions.
+template <class Narrow>
+static constexpr auto dot = []<class Wide>(Wide a, Wide n, Wide m) {
+    using Sum = std::make_unsigned_t<Wide>; // modulo its width
+    constexpr int narrow = 8 * sizeof(Narrow);
+    auto sum = static_cast<Sum>(a);
+    for (int up = 0; up < 4 * narrow; up += narrow) {
+        const auto quarter = [up](Wide x) {
+            return static_cast<Sum>(static_cast<Wide>(static_cast<Sum>(x) << up) >> 3 * narrow);
+        };
+        sum += quarter(n) * quarter(m);
     }
-    return result;
-}
+    return sum;
+};
 
 #define DOT(type, Wide, Narrow)                                                                    \
     VecT Vec##type##DotVVVX(VecT n, VecT m, VecT da, CpuContext *context) {                        \
-        return dot<Wide, Narrow>(context, n, m, da, [](unsigned e) { return e; });                 \
+        return unpredicated<Wide>(context, dot<Narrow>, da, n, m);                                 \
     }                                                                                              \
+    /* Zm's element of the same 128-bit segment that the index names */                            \
     VecT Vec##type##DotVVVIX(VecT n, VecT m, VecT da, unsigned index, CpuContext *context) {       \
         constexpr unsigned in_segment = 16 / sizeof(Wide);                                         \
-        return dot<Wide, Narrow>(context, n, m, da, [index](unsigned e) {                          \
-            return e / in_segment * in_segment + index;                                            \
-        });                                                                                        \
+        const elements_by indexed{                                                                 \
+            [&m, index](unsigned e) { return m.get<Wide>(e / in_segment * in_segment + index); }}; \
+        return unpredicated<Wide>(context, dot<Narrow>, da, n, indexed);                           \
     }
 DOT(S32, int32_t, int8_t)
 DOT(S64, int64_t, int16_t)

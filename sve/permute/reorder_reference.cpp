@@ -38,19 +38,14 @@ static constexpr auto reverse = [](unsigned e, unsigned count) { return count - 
 
 template <class T>
 static VecT splice(PredV pg, const VecT &dn, const VecT &m, CpuContext *context) {
+    const int first = FindFirstActive(pg, 8 * sizeof(T), context);
+    if (first < 0)
+        return m;
     const int last = FindLastActive(pg, 8 * sizeof(T), context);
-    const unsigned count = element_count<T>(context);
+    const size_t taken = static_cast<size_t>(last - first + 1) * sizeof(T);
     VecT result;
-    unsigned filled = 0;
-    bool started = false;
-    for (int x = 0; x <= last; x++) {
-        const unsigned e = static_cast<unsigned>(x);
-        started |= pg.test(e * sizeof(T));
-        if (started)
-            result.set<T>(filled++, dn.get<T>(e));
-    }
-    for (unsigned e = 0; filled < count; e++)
-        result.set<T>(filled++, m.get<T>(e));
+    std::memcpy(result.byte, dn.byte + static_cast<size_t>(first) * sizeof(T), taken);
+    std::memcpy(result.byte + taken, m.byte, context->VL * 8 - taken);
     return result;
 }
 

@@ -1,15 +1,12 @@
-#include "sve/integer/integer_helpers.h"
 #include "sve/predicate/counts.h"
+#include "sve/predicate/flags.h"
 #include "sve/predicate/patterns.h"
 
+#include <bit>
+#include <iterator>
 #include <limits>
 
 using namespace sve;
-
-template <class T>
-static constexpr int width = 8 * sizeof(T);
-template <class T>
-static constexpr int unsigned_flag = std::numeric_limits<T>::is_signed ? 0 : 1;
 
 // ---- Counts, of elements of type T -------------------------------------------------------------
 
@@ -22,10 +19,11 @@ static unsigned long counted(const CpuContext *context, unsigned pattern, unsign
 
 template <class T>
 static unsigned long active_count(const CpuContext *context, const PredV &pg, const PredV &pn) {
+    const PredV all = all_true(context);
     unsigned long count = 0;
-    for_each_element<T>(context, pg, [&](unsigned e, bool active) {
-        count += active && pn.test(e * sizeof(T)) ? 1 : 0;
-    });
+    for (unsigned i = 0; i < std::size(all.word); i++)
+        count += static_cast<unsigned long>(
+            std::popcount(pg.word[i] & pn.word[i] & all.word[i] & first_bits_of_elements<T>));
     return count;
 }
 template <class T>
@@ -35,8 +33,6 @@ static unsigned long active_count(const CpuContext *context, const PredV &pn) {
 
 // ---- What is done with them --------------------------------------------------------------------
 
-// The saturating helpers take the low bits of both operands. A count fits in those of every type here:
-// there are no saturating forms on bytes.
 static constexpr auto add = []<class T>(T a, unsigned long count) {
     return static_cast<unsigned long>(a) + count;
 };
@@ -44,10 +40,13 @@ static constexpr auto subtract = []<class T>(T a, unsigned long count) {
     return static_cast<unsigned long>(a) - count;
 };
 static constexpr auto add_saturating = []<class T>(T a, unsigned long count) {
-    return SatAdd(static_cast<unsigned long>(a), count, width<T>, unsigned_flag<T>);
+    T sum;
+    return __builtin_add_overflow(a, count, &sum) ? std::numeric_limits<T>::max() : sum;
 };
 static constexpr auto subtract_saturating = []<class T>(T a, unsigned long count) {
-    return SatSub(static_cast<unsigned long>(a), count, width<T>, unsigned_flag<T>);
+    T difference;
+    return __builtin_sub_overflow(a, count, &difference) ? std::numeric_limits<T>::min()
+                                                         : difference;
 };
 
 // On the low bits of a register that Scalar has. The result is extended to 64 bits by Scalar's sign.

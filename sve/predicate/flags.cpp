@@ -120,18 +120,20 @@ int FindLastActive(PredV predicate, int esize, CpuContext *context) {
 // N, Z and C; V is 0.
 static uint32_t flags_of(const PredV &mask, const PredV &result, int esize,
                          const CpuContext *context) {
-    const PredV active = active_elements(mask, esize, context);
     // A product with the group sets all bits of the elements: they don't overlap.
     const uint64_t group = element_group(esize);
-    uint64_t any = 0;
-    for (int i = 0; i < all_words; i++)
-        any |= active.word[i] * group & result.word[i];
-    if (!any)
-        return flag_z | flag_c;
-
-    const int first = first_word(active), last = last_word(active);
-    return (lowest(active.word[first]) & result.word[first] ? flag_n : 0) |
-           (highest(active.word[last]) * group & result.word[last] ? 0 : flag_c);
+    bool found = false, first_is_true = false, any = false, last_is_true = false;
+    for (int i = 0, left = static_cast<int>(context->VL * 8); left > 0; i++, left -= 64) {
+        const uint64_t active = mask.word[i] & lowest_bits(esize) & lowest_of(left);
+        if (!active)
+            continue;
+        if (!found)
+            first_is_true = lowest(active) & result.word[i];
+        found = true;
+        any |= (active * group & result.word[i]) != 0;
+        last_is_true = highest(active) * group & result.word[i];
+    }
+    return (first_is_true ? flag_n : 0) | (any ? 0 : flag_z) | (last_is_true ? 0 : flag_c);
 }
 
 void PredSetNZCV(PredV mask, PredV result, int esize, CpuContext *context) {

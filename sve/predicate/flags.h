@@ -13,6 +13,7 @@
 #include "sve/core/cpu_context.h"
 #include "sve/core/cpu_state.h"
 #include "sve/core/export.h"
+#include "sve/core/predicate_bits.h"
 
 // Sets the flags in state->nzcv, whose other bits stay. `mask` and `result` are P rows or local rows of
 // the same form; an element has the width of T, and only bit 0 of its first byte counts.
@@ -37,15 +38,26 @@ inline constexpr uint32_t flag_n = 1u << 31, flag_z = 1u << 30, flag_c = 1u << 2
                           flag_v = 1u << 28;
 inline constexpr uint32_t all_flags = flag_n | flag_z | flag_c | flag_v;
 
-// The predicate with all bits of the vector length set.
-inline PredV all_true(const CpuContext *context) {
+// The lowest `count` bits of a word; none if it is negative, and all if there are no more.
+inline uint64_t lowest_of(int count) {
+    return count >= 64 ? ~uint64_t{0} : count > 0 ? (uint64_t{1} << count) - 1 : 0;
+}
+
+// The predicate whose lowest `count` elements of type T are true, each in its first bit.
+template <class T>
+PredV first_elements(unsigned count) {
     PredV predicate;
-    int bits_left = static_cast<int>(context->VL * 8);
+    int bits_left = static_cast<int>(count * sizeof(T));
     for (uint64_t &word : predicate.word) {
-        word = bits_left >= 64 ? ~uint64_t{0} : bits_left > 0 ? (uint64_t{1} << bits_left) - 1 : 0;
+        word = lowest_of(bits_left) & first_bits_of_elements<T>;
         bits_left -= 64;
     }
     return predicate;
+}
+
+// The predicate with all bits of the vector length set.
+inline PredV all_true(const CpuContext *context) {
+    return first_elements<uint8_t>(context->VL * 8);
 }
 
 } // namespace sve

@@ -2,6 +2,7 @@
 #include "sve/predicate/generation.h"
 #include "sve/predicate/patterns.h"
 
+#include <algorithm>
 #include <limits>
 
 using namespace sve;
@@ -17,9 +18,8 @@ static PredV elements_where(const CpuContext *context, F holds) {
 
 template <class T>
 static PredV by_pattern(unsigned pattern, const CpuContext *context) {
-    const auto count =
-        static_cast<unsigned>(VecTrueILength(pattern, static_cast<int>(element_count<T>(context))));
-    return elements_where<T>(context, [count](unsigned e) { return e < count; });
+    const int count = VecTrueILength(pattern, static_cast<int>(element_count<T>(context)));
+    return first_elements<T>(static_cast<unsigned>(count));
 }
 
 // The first active element behind the last true one of dn.
@@ -65,17 +65,18 @@ PredV VecPSetFirstActiveP(PredV pg, PredV dn, CpuContext *context) {
     return dn;
 }
 
-// The sum is formed in a wider integer, so that it doesn't wrap. Where m is the greatest number of its
-// type nothing exceeds it.
+// Element e is true where n + e, which doesn't wrap, is less than m, or equal to it. Where m is the greatest
+// number of its type nothing exceeds it.
 template <class T, class Operand>
 static PredV while_true(Operand n, Operand m, bool or_equal, CpuContext *context) {
-    const bool unlimited = or_equal && m == std::numeric_limits<Operand>::max();
-    bool holds = true;
-    const PredV result = elements_where<T>(context, [&](unsigned e) {
-        const __int128 sum = static_cast<__int128>(n) + e;
-        holds = holds && (unlimited || sum < m || (or_equal && sum == m));
-        return holds;
-    });
+    const unsigned all = element_count<T>(context);
+    unsigned count = 0;
+    if (or_equal && m == std::numeric_limits<Operand>::max())
+        count = all;
+    else if (n < m || (or_equal && n == m))
+        count = static_cast<unsigned>(std::min<unsigned long>(
+            all, static_cast<unsigned long>(m) - static_cast<unsigned long>(n) + or_equal));
+    const PredV result = first_elements<T>(count);
     PredSetNZCV(all_true(context), result, 8 * sizeof(T), context);
     return result;
 }

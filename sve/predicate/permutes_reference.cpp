@@ -2,11 +2,11 @@
 
 using namespace sve;
 
-// The bits of element e of type T, and their place in another predicate.
+// The bits of element e of type T. They lie in one word.
 template <class T>
-static void move_element(PredV &to, unsigned e, const PredV &from, unsigned f) {
-    for (unsigned bit = 0; bit < sizeof(T); bit++)
-        to.set(e * sizeof(T) + bit, from.test(f * sizeof(T) + bit));
+static uint64_t element_bits(const PredV &predicate, unsigned e) {
+    const unsigned bit = e * sizeof(T);
+    return predicate.word[bit / 64] >> bit % 64 & ((1u << sizeof(T)) - 1);
 }
 
 // Element e of the result is the element source(e, n), counted in the concatenation of n and m.
@@ -15,8 +15,10 @@ static PredV permute(const CpuContext *context, const PredV &n, const PredV &m, 
     const unsigned count = element_count<T>(context);
     PredV result = {};
     for (unsigned e = 0; e < count; e++) {
-        const unsigned from = source(e, count);
-        move_element<T>(result, e, from < count ? n : m, from % count);
+        const unsigned from = source(e, count), bit = e * sizeof(T);
+        const uint64_t bits =
+            from < count ? element_bits<T>(n, from) : element_bits<T>(m, from - count);
+        result.word[bit / 64] |= bits << bit % 64;
     }
     return result;
 }
