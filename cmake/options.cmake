@@ -51,7 +51,9 @@ target_include_directories(sve_flags INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(sve_flags INTERFACE
     -Wall -Wextra -Werror
     # A vector wider than the host's registers is passed within one library only.
-    $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>)
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>
+    # The reference functions have C names only, so that they can be looked up: who calls them is C++.
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-return-type-c-linkage>)
 target_compile_definitions(sve_flags INTERFACE SVE_VECTOR_BITS=${SVE_VECTOR_BITS})
 if(SVE_SANITIZE)
     set(sanitizers address,undefined)
