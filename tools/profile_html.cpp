@@ -159,8 +159,8 @@ std::string groups(const profile &profile, const std::string &title,
         const double share = profile.share(group.count);
         const std::string source =
             with_source
-                ? "<br>" + element("span", "quiet mono", escaped(profile::source(*group.first)),
-                                   group.first->file)
+                ? "<br/>" + element("span", "quiet mono", escaped(profile::source(*group.first)),
+                                    group.first->file)
                 : "";
         result += "<tr>" +
                   cell("name", (with_source ? element("span", "mono", escaped(group.name)) + source
@@ -215,8 +215,8 @@ std::string as_html(const profile &profile) {
     const std::vector<profile::group> functions = profile.functions();
     const std::string program = profile.command.empty() ? "" : profile.command[0];
     std::string result =
-        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n<title>" +
         escaped(program.substr(program.rfind('/') + 1)) + ": SVE profile</title>\n<style>" + style +
         "</style>\n</head>\n<body>\n<main>\n" + header(profile, functions) + routes(profile);
     if (!profile.sites.empty())

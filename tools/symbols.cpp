@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <spawn.h>
 #include <sstream>
 #include <string_view>
@@ -71,7 +73,7 @@ void set_source(profile::site &site, std::string place) {
     const size_t colon = place.rfind(':');
     if (colon == std::string::npos || place.starts_with("??"))
         return;
-    site.file = place.substr(0, colon);
+    site.file = std::filesystem::path(place.substr(0, colon)).lexically_normal();
     site.line = static_cast<unsigned>(std::strtoul(place.c_str() + colon + 1, nullptr, 10));
 }
 
