@@ -7,7 +7,7 @@
 namespace sverun {
 namespace {
 
-constexpr size_t functions_shown = 40, sites_shown = 100;
+constexpr size_t functions_shown = 20, sites_shown = 100;
 
 constexpr const char *style = R"(
 :root { color-scheme: light dark; --page: #f6f7f9; --card: #ffffff; --text: #1b1f24; --quiet: #5c6570;
@@ -37,22 +37,28 @@ code, .mono { font-family: ui-monospace, "DejaVu Sans Mono", Consolas, monospace
 .direct { background: var(--direct); }
 .reference { background: var(--reference); }
 .no-op, .unknown { background: var(--no-op); }
-.pair { display: grid; grid-template-columns: repeat(auto-fit, minmax(min(100%, 27rem), 1fr)); gap: 0 1.25rem;
+.pair { display: grid; grid-template-columns: minmax(0, 3fr) minmax(0, 2fr); gap: 0 1.25rem;
   align-items: start; }
+@media (max-width: 60rem) { .pair { grid-template-columns: minmax(0, 1fr); } .groups .keep { display: none; } }
 .scroll { overflow-x: auto; }
 table { border-collapse: collapse; width: 100%; }
 th { text-align: left; font-weight: 500; color: var(--quiet); white-space: nowrap; }
-th, td { padding: .32rem .9rem .32rem 0; border-bottom: 1px solid var(--line); vertical-align: baseline; }
+th, td { padding: .32rem .9rem .32rem 0; border-bottom: 1px solid var(--line); vertical-align: middle; }
 th:last-child, td:last-child { padding-right: 0; }
 tbody tr:last-child td { border-bottom: 0; }
 .number { text-align: right; white-space: nowrap; font-variant-numeric: tabular-nums; }
-.name { overflow-wrap: anywhere; }
+.name, .name > span { overflow: hidden; text-overflow: ellipsis; white-space: nowrap; }
+.name > span { display: block; }
+.name > .bar { margin: .3rem 0 .15rem; }
+.groups td { vertical-align: top; }
+.groups .name { width: 100%; max-width: 0; }
+.hottest .name { max-width: 17rem; }
 .keep { white-space: nowrap; }
-.bar { width: 34%; min-width: 5rem; vertical-align: middle; }
-.bar div, .routes { background: var(--track); }
-.bar div { border-radius: 5px; height: 10px; overflow: hidden; }
-.bar i { display: block; height: 100%; min-width: 1px; border-radius: 5px; }
-.hottest .bar { width: 8%; }
+.bar, .routes { background: var(--track); }
+.bar { border-radius: 4px; height: 8px; overflow: hidden; }
+.bar i { display: block; height: 100%; min-width: 1px; border-radius: 4px; }
+.relative { width: 8%; min-width: 4rem; }
+.relative .bar { background: none; }
 .tag { display: inline-block; width: .7em; height: .7em; border-radius: 3px; margin-right: .5em; }
 )";
 
@@ -100,15 +106,15 @@ std::string cell(const char *classes, const std::string &content, const std::str
     return element("td", classes, content, title);
 }
 
-// `share` of the room that `whole` has.
-std::string bar(double share, double whole, const std::string &classes = "direct") {
+// The given part of the room around it.
+std::string part(double share, const std::string &classes) {
     char width[32];
-    std::snprintf(width, sizeof width, "%.2f%%", whole > 0 ? 100 * share / whole : 0);
-    return "<div><i class=\"" + classes + "\" style=\"width:" + width + "\"></i></div>";
+    std::snprintf(width, sizeof width, "%.2f%%", 100 * share);
+    return "<i class=\"" + classes + "\" style=\"width:" + width + "\"></i>";
 }
 
-std::string route_class(const std::string &route) {
-    return route.empty() ? "unknown" : escaped(route);
+std::string bar(double share, const std::string &classes = "direct") {
+    return "<div class=\"bar\">" + part(share, classes) + "</div>";
 }
 
 std::string header(const profile &profile, const std::vector<profile::group> &functions) {
@@ -131,10 +137,8 @@ std::string header(const profile &profile, const std::vector<profile::group> &fu
 std::string routes(const profile &profile) {
     std::string bars, legend;
     for (const profile::group &route : profile.routes()) {
-        const std::string classes = route_class(route.name);
-        char width[32];
-        std::snprintf(width, sizeof width, "%.2f%%", 100 * profile.share(route.count));
-        bars += "<i class=\"" + classes + "\" style=\"width:" + width + "\"></i>";
+        const std::string classes = escaped(route.name);
+        bars += part(profile.share(route.count), classes);
         legend += "<li><i class=\"" + classes + "\"></i>" + escaped(route.name) + " route " +
                   percent(profile.share(route.count)) + " <span class=\"quiet\">" +
                   spaced(route.count) + "</span></li>\n";
@@ -146,33 +150,27 @@ std::string routes(const profile &profile) {
 }
 
 std::string groups(const profile &profile, const std::string &title,
-                   const std::vector<profile::group> &groups, bool with_source) {
-    const double most = profile.share(groups.front().count);
-    std::string result = "<section class=\"card\">\n<h2>" + title + "</h2>\n<table>\n<tbody>\n";
+                   const std::vector<profile::group> &groups, bool of_functions) {
+    std::string result =
+        "<section class=\"card\">\n<h2>" + title + "</h2>\n<table class=\"groups\">\n<tbody>\n";
+    const auto add = [&](const std::string &name, const std::string &source, uint64_t count) {
+        result += "<tr>" +
+                  cell("name",
+                       element("span", of_functions ? "mono" : "", escaped(name)) +
+                           bar(profile.share(count)),
+                       name) +
+                  (of_functions ? cell("mono keep quiet", escaped(source)) : "") +
+                  cell("number", percent(profile.share(count))) +
+                  cell("number quiet", spaced(count)) + "</tr>\n";
+    };
     uint64_t others = 0;
-    for (size_t i = 0; i < groups.size(); i++) {
-        const profile::group &group = groups[i];
-        if (i >= functions_shown) {
-            others += group.count;
-            continue;
-        }
-        const double share = profile.share(group.count);
-        const std::string source =
-            with_source
-                ? "<br/>" + element("span", "quiet mono", escaped(profile::source(*group.first)),
-                                    group.first->file)
-                : "";
-        result += "<tr>" +
-                  cell("name", (with_source ? element("span", "mono", escaped(group.name)) + source
-                                            : escaped(group.name))) +
-                  cell("bar", bar(share, most)) + cell("number", percent(share)) +
-                  cell("number quiet", spaced(group.count)) + "</tr>\n";
-    }
-    if (groups.size() > functions_shown)
-        result += "<tr>" +
-                  cell("name quiet", std::to_string(groups.size() - functions_shown) + " others") +
-                  cell("bar", "") + cell("number", percent(profile.share(others))) +
-                  cell("number quiet", spaced(others)) + "</tr>\n";
+    for (size_t i = 0; i < groups.size(); i++)
+        if (i < functions_shown || !of_functions)
+            add(groups[i].name, profile::source(*groups[i].first), groups[i].count);
+        else
+            others += groups[i].count;
+    if (others)
+        add(std::to_string(groups.size() - functions_shown) + " others", "", others);
     return result + "</tbody>\n</table>\n</section>\n";
 }
 
@@ -188,10 +186,10 @@ std::string hottest(const profile &profile) {
     for (size_t i = 0; i < profile.sites.size() && i < sites_shown; i++) {
         const profile::site &site = profile.sites[i];
         const double share = profile.share(site.count);
-        const std::string route = route_class(site.route);
+        const std::string route = escaped(site.route);
         others -= site.count;
-        result += "<tr>" + cell("number", percent(share)) + cell("bar", bar(share, most, route)) +
-                  cell("number", spaced(site.count)) +
+        result += "<tr>" + cell("number", percent(share)) +
+                  cell("relative", bar(share / most, route)) + cell("number", spaced(site.count)) +
                   cell("number mono", hexadecimal(site.file_address),
                        "in memory " + hexadecimal(site.address)) +
                   cell("mono keep", escaped(site.instruction), "word " + hexadecimal(site.word)) +
@@ -199,7 +197,7 @@ std::string hottest(const profile &profile) {
                        element("i", ("tag " + route).c_str(), "", route + " route") +
                            escaped(site.handler),
                        site.family + ", " + route + " route") +
-                  cell("mono name", escaped(profile.place(site))) +
+                  cell("mono name", escaped(profile.place(site)), profile.place(site)) +
                   cell("mono keep", escaped(profile::source(site)), site.file) + "</tr>\n";
     }
     if (profile.sites.size() > sites_shown)

@@ -45,7 +45,7 @@ std::string as_json(const profile &profile) {
         return "\"count\": " + std::to_string(count) + ", \"share\": " + share;
     };
     const auto group = [&](const profile::group &group) {
-        return "{\"name\": " + quoted_or_null(group.name) + ", " + counted(group.count) +
+        return "{\"name\": " + quoted(group.name) + ", " + counted(group.count) +
                ", \"sites\": " + std::to_string(group.sites) + "}";
     };
     const auto module_index = [](const profile::site &site) {
@@ -86,9 +86,9 @@ std::string as_json(const profile &profile) {
                       ", \"line\": " + (site.line ? std::to_string(site.line) : "null") +
                       ", \"word\": " + quoted_hexadecimal(site.word) +
                       ", \"instruction\": " + quoted_or_null(site.instruction) +
-                      ", \"handler\": " + quoted_or_null(site.handler) +
-                      ", \"family\": " + quoted_or_null(site.family) +
-                      ", \"route\": " + quoted_or_null(site.route) + "}";
+                      ", \"handler\": " + quoted(site.handler) +
+                      ", \"family\": " + quoted(site.family) +
+                      ", \"route\": " + quoted(site.route) + "}";
            }) + "\n}\n";
     // clang-format on
 }

@@ -143,8 +143,9 @@ void sve::client::write_profile() {
         const uint64_t count = counted.second.load();
         total += count;
         file.line("site\t%" PRIxPTR "\t%x\t%" PRIu64 "\t%s\t%s\t%s\n",
-                  reinterpret_cast<uintptr_t>(pc), counted.first, count, row ? row->name : "",
-                  family ? family->name : "", row ? route_name(row->route) : "");
+                  reinterpret_cast<uintptr_t>(pc), counted.first, count,
+                  row ? row->name : "unknown", row ? family->name : "unknown",
+                  row ? route_name(row->route) : "unknown");
     }
     file.line("end\t%" PRIu64 "\n", total);
     if (const int error = file.flush())
