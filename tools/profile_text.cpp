@@ -131,7 +131,8 @@ std::string as_text(const profile &profile) {
         result += ' ' + word;
     result = shortened(readable(result), columns) + "\n" + std::to_string(profile.total) +
              " SVE instructions of " + std::to_string(profile.vector_bits) + "-bit vectors at " +
-             std::to_string(profile.sites.size()) + " addresses\n";
+             std::to_string(profile.sites.size()) +
+             (profile.sites.size() == 1 ? " address\n" : " addresses\n");
     if (profile.sites.empty())
         return result;
 
