@@ -4,7 +4,6 @@
 // the program's files say about the addresses, and the forms in which it is written.
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>

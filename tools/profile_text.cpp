@@ -52,10 +52,10 @@ public:
             size_t width = width_of(columns_[i].title);
             for (const auto &row : rows_)
                 width = std::max(width, width_of(row[i]));
-            // Wide columns give way first and keep some room.
             widths.push_back(width);
             total += width + gap;
         }
+        // If that doesn't suffice, so does the last one; both keep some room.
         for (const size_t i : {giving_way_, columns_.size() - 1}) {
             const size_t least = std::min<size_t>(widths[i], 16);
             while (total > columns && widths[i] > least) {

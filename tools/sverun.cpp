@@ -1,7 +1,8 @@
 // sverun: runs an AArch64 Linux program that uses SVE on a machine whose processor has no SVE, by
 // preloading the platform library into it. It checks everything first and then becomes the program
 // (or the processor emulator that runs it), so that the program has its standard streams, its
-// arguments, its place in the process tree and its way of ending for its own.
+// arguments, its place in the process tree and its way of ending for its own. Only for a profile does
+// it stay, as the program's parent.
 #include "tools/profile_run.h"
 #include "tools/program_file.h"
 #include "tools/refusal.h"

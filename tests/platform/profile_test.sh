@@ -146,7 +146,8 @@ run "$sverun" --profile "$program" fork 10
 expect_status 0
 expect err " +100\\.0% +10 +1 +counted::adds\\(.*\\) +$adds"
 expect err 'profiled_program: 1010 SVE instructions executed' # the child's
-run bash -c "'$sverun' --profile '$program' orphan 10 \$PWD/over; touch over; sleep 1"
+run bash -c "'$sverun' --profile '$program' orphan 10 \$PWD/over; touch over
+    for ((i = 0; i < 300; i++)); do grep -q ' 1010 SVE' err && break; sleep 0.1; done"
 expect err " +100\\.0% +10 +1 +counted::adds\\(.*\\) +$adds"
 expect_no err "can't be written"
 expect err 'profiled_program: 1010 SVE instructions executed'
