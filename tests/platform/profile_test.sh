@@ -183,6 +183,29 @@ for signal in TERM:15 INT:2 HUP:1 USR1:10; do
     expect out "signal ${signal#*:}"
     expect err 'Profile of .*'
 done
+# One from the terminal reaches the program without sverun.
+if python3 -c '' 2>/dev/null; then
+    run python3 -c '
+import os, pty, sys
+process, terminal = pty.fork()
+if process == 0:
+    os.execv(sys.argv[1], sys.argv[1:])
+seen = b""
+while True:
+    try:
+        got = os.read(terminal, 4096)
+    except OSError: # all have closed it
+        break
+    if b"ready" in got:
+        os.write(terminal, b"\x03")
+    seen += got
+print(seen.replace(b"\r", b"").replace(b"^C", b"").decode())
+sys.exit(os.waitstatus_to_exitcode(os.waitpid(process, 0)[1]))
+' "$sverun" --profile "$program" wait 10
+    expect_status 5
+    expect out 'signal 2'
+    expect out 'Profile of .*'
+fi
 
 # ---- Refusals
 
