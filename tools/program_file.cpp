@@ -176,6 +176,13 @@ void require_library(const std::string &path) {
     open_elf_file(path);
 }
 
+uint64_t first_address_of(const std::string &path) {
+    for (const Elf64_Phdr &segment : open_elf_file(path).segments)
+        if (segment.p_type == PT_LOAD)
+            return segment.p_vaddr - segment.p_offset;
+    throw refusal(status_cannot_run, path + ": the ELF program headers are malformed");
+}
+
 std::string loader_of_program(const std::string &path) {
     const auto refused = [&](const std::string &why) {
         return refusal(status_cannot_run, path + ": " + why);

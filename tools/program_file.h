@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace sverun {
@@ -16,5 +17,9 @@ std::string loader_of_program(const std::string &path);
 
 // Throws a refusal unless the file `path` is a whole AArch64 library, or program.
 void require_library(const std::string &path);
+
+// The address that the file `path` gives to its own first byte: what the address where it is loaded
+// is counted from. Throws a refusal unless it is a whole AArch64 library or program.
+uint64_t first_address_of(const std::string &path);
 
 } // namespace sverun

@@ -1,7 +1,9 @@
 // sverun: runs an AArch64 Linux program that uses SVE on a machine whose processor has no SVE, by
 // preloading the platform library into it. It checks everything first and then becomes the program
 // (or the processor emulator that runs it), so that the program has its standard streams, its
-// arguments, its place in the process tree and its way of ending for its own.
+// arguments, its place in the process tree and its way of ending for its own. Only for a profile does
+// it stay, as the program's parent.
+#include "tools/profile_run.h"
 #include "tools/program_file.h"
 #include "tools/refusal.h"
 
@@ -33,6 +35,7 @@ constexpr bool on_aarch64 = false;
 constexpr unsigned long hwcap_sve = 1UL << 22; // in AT_HWCAP of AArch64
 
 const std::string client_library = "libsve_stats_" + std::to_string(SVE_VECTOR_BITS) + ".so";
+const std::string plain_client_library = "libsve_" + std::to_string(SVE_VECTOR_BITS) + ".so";
 
 // What the command line asks for.
 struct request {
@@ -40,6 +43,7 @@ struct request {
     std::string client_args;           // words for the client library, each ended by a newline
     bool trap_every_time = false;
     bool report = false;
+    std::optional<profile_request> profile;
     std::string emulator = "qemu-aarch64";
     std::string cpu = "neoverse-n1"; // no SVE, and all that compilers take for granted beside it
     std::string sysroot;
@@ -59,6 +63,9 @@ const std::string help_text =
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
     "                     nothing: slow, for comparison and for finding faults\n"
     "  --report           tell at the end how often it trapped, and about signals\n"
+    "  --profile[=FILE]   tell at the end how often each SVE instruction was executed\n"
+    "  --profile-format=text|json|html\n"
+    "                     form of the profile (default: text); the others need a FILE\n"
     "  --help             show this text\n"
     "  --version          show the version and the vector length\n"
     "\n"
@@ -90,6 +97,8 @@ request parse_command_line(int argc, char **argv) {
         client_arg,
         trap_every_time,
         report,
+        profile,
+        profile_format,
         emulator,
         cpu,
         sysroot
@@ -101,6 +110,8 @@ request parse_command_line(int argc, char **argv) {
         {"client-arg", required_argument, nullptr, client_arg},
         {"trap-every-time", no_argument, nullptr, trap_every_time},
         {"report", no_argument, nullptr, report},
+        {"profile", optional_argument, nullptr, profile},
+        {"profile-format", required_argument, nullptr, profile_format},
         {"emulator", required_argument, nullptr, emulator},
         {"cpu", required_argument, nullptr, cpu},
         {"sysroot", required_argument, nullptr, sysroot},
@@ -111,7 +122,8 @@ request parse_command_line(int argc, char **argv) {
     const char *prefix = std::getenv("QEMU_LD_PREFIX");
     request.sysroot = prefix && *prefix ? prefix : "/usr/aarch64-linux-gnu";
 
-    opterr = 0; // the messages are ours
+    std::optional<std::string> format; // of the profile
+    opterr = 0;                        // the messages are ours
     // "+": the first word that is not an option is the program. ":": tell a missing value apart.
     for (int found; (found = getopt_long(argc, argv, "+:", options, nullptr)) != -1;) {
         switch (found) {
@@ -134,6 +146,14 @@ request parse_command_line(int argc, char **argv) {
         case report:
             request.report = true;
             break;
+        case profile:
+            if (optarg && !*optarg)
+                throw usage_error("--profile= needs the name of a file");
+            request.profile = profile_request{optarg ? optarg : "", ""};
+            break;
+        case profile_format:
+            format = optarg;
+            break;
         case emulator:
             request.emulator = optarg;
             break;
@@ -153,6 +173,15 @@ request parse_command_line(int argc, char **argv) {
             throw usage_error("unknown option " + (optopt != 0 ? std::string{'-', char(optopt)}
                                                                : std::string(argv[optind - 1])));
         }
+    }
+    if (format) {
+        if (*format != "text" && *format != "json" && *format != "html")
+            throw usage_error("--profile-format is text, json or html, not '" + *format + "'");
+        if (!request.profile)
+            throw usage_error("--profile-format needs --profile");
+        if (*format != "text" && request.profile->file.empty())
+            throw usage_error("--profile-format=" + *format + " needs --profile=FILE");
+        request.profile->format = *format;
     }
     if (optind >= argc)
         throw usage_error("no program given");
@@ -212,6 +241,23 @@ std::vector<std::string> inherited_environment(bool drop_preload) {
                   file + ": " + std::strerror(errno));
 }
 
+// Becomes the program, or runs it in a child process if its profile is wanted.
+[[noreturn]] void start(const request &request, const std::string &file,
+                        const std::vector<std::string> &command,
+                        const std::vector<std::string> &environment) {
+    const auto with_words = [&environment](const std::string &client_args) {
+        std::vector<std::string> variables = environment;
+        if (!client_args.empty())
+            variables.push_back("SVERUN_CLIENT_ARGS=" + client_args);
+        return variables;
+    };
+    if (request.profile)
+        run_with_profile(*request.profile, request.command, [&](const std::string &words) {
+            become(file, command, with_words(words + request.client_args));
+        });
+    become(file, command, with_words(request.client_args));
+}
+
 // Refuses unless the loader that the program asks for is in the file `loader`.
 void require_loader(const std::string &program, const std::string &loader,
                     const std::string &advice = "") {
@@ -234,13 +280,13 @@ void require_loader(const std::string &program, const std::string &loader,
     const std::string preload = preload_list(library(installed / "libsve_platform.so"));
     const std::string client = library(request.client.value_or(installed / client_library));
     require_library(client);
+    if (request.profile && std::filesystem::path(client).filename() == plain_client_library)
+        throw usage_error("--profile needs a client library that counts, unlike " + client);
 
     // Under a processor emulator the platform library takes these, and itself, out of the program's
     // environment again: what the program starts are this machine's own programs.
     std::vector<std::string> environment = inherited_environment(on_aarch64);
     environment.push_back("SVERUN_CLIENT=" + client);
-    if (!request.client_args.empty())
-        environment.push_back("SVERUN_CLIENT_ARGS=" + request.client_args);
     if (request.trap_every_time)
         environment.push_back("SVERUN_TRAP_EVERY_TIME=1");
     if (request.report)
@@ -250,7 +296,7 @@ void require_loader(const std::string &program, const std::string &loader,
         require_loader(program, loader);
         environment.push_back("LD_PRELOAD=" + preload);
         environment.push_back("SVERUN_FOLLOW=1");
-        become(program, request.command, std::move(environment));
+        start(request, program, request.command, std::move(environment));
     }
 
     const std::string emulator = find_program(
@@ -270,7 +316,7 @@ void require_loader(const std::string &program, const std::string &loader,
     };
     // clang-format on
     command.insert(command.end(), request.command.begin() + 1, request.command.end());
-    become(emulator, std::move(command), std::move(environment));
+    start(request, emulator, std::move(command), std::move(environment));
 }
 
 // One line, whatever the names in it are.

@@ -1,9 +1,11 @@
 #pragma once
 
-// The option parser, for clients that declare no option: every word before "--" is unknown.
+// The option parser, as far as clients use it: options whose value is the next word, given as -name
+// or --name. Every other word before "--" is unknown.
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 enum droption_scope_t {
     DROPTION_SCOPE_CLIENT = 1,
@@ -18,16 +20,77 @@ public:
     static bool parse_argv(unsigned int /*scope*/, int argc, const char *argv[], std::string *error,
                            int *last_index) {
         int index = 1;
-        bool known = true;
-        if (index < argc) {
-            known = std::strcmp(argv[index], "--") == 0;
-            if (known)
+        const char *fault = nullptr;
+        for (; index < argc && !fault; index++) {
+            if (std::strcmp(argv[index], "--") == 0) {
                 index++;
-            else if (error)
-                *error = std::string("Unknown option: ") + argv[index];
+                break;
+            }
+            droption_parser_t *option = find(argv[index]);
+            if (!option)
+                fault = "Unknown option: ";
+            else if (index + 1 == argc)
+                fault = "Value missing for option: ";
+            else
+                option->set(argv[++index]);
+        }
+        if (fault) {
+            index--;
+            if (error)
+                *error = std::string(fault) + argv[index];
         }
         if (last_index)
             *last_index = index;
-        return known;
+        return !fault;
     }
+
+    bool specified() const { return specified_; }
+
+protected:
+    explicit droption_parser_t(std::string name) : name_(std::move(name)), next_(first_) {
+        first_ = this;
+    }
+    ~droption_parser_t() = default; // options are static objects
+    droption_parser_t(const droption_parser_t &) = delete;
+    droption_parser_t &operator=(const droption_parser_t &) = delete;
+
+    virtual void set(const char *word) = 0;
+
+    bool specified_ = false;
+
+private:
+    static droption_parser_t *find(const char *word) {
+        if (*word != '-')
+            return nullptr;
+        word += word[1] == '-' ? 2 : 1;
+        droption_parser_t *option = first_;
+        while (option && option->name_ != word)
+            option = option->next_;
+        return option;
+    }
+
+    static inline droption_parser_t *first_ = nullptr;
+    std::string name_;
+    droption_parser_t *next_;
+};
+
+template <typename T>
+class droption_t;
+
+template <>
+class droption_t<std::string> : public droption_parser_t {
+public:
+    droption_t(unsigned int /*scope*/, std::string name, std::string default_value,
+               std::string /*short description*/, std::string /*long description*/)
+        : droption_parser_t(std::move(name)), value_(std::move(default_value)) {}
+
+    std::string get_value() const { return value_; }
+
+private:
+    void set(const char *word) override {
+        specified_ = true;
+        value_ = word;
+    }
+
+    std::string value_;
 };

@@ -4,6 +4,7 @@
 // other end.
 #include "sve/client/client.h"
 
+#include "sve/client/profile.h"
 #include "sve/core/signals.h"
 #include "sve/core/sve_utils.h"
 
@@ -96,6 +97,7 @@ static void event_exit() {
                 sve_instr_count.load(std::memory_order_acquire));
         fprintf(stderr, "%s: %lu Non-SVE AArch64 instructions executed\n", exe_name(),
                 aarch64_instr_count);
+        write_profile();
     }
     if (exe)
         dr_free_module_data(exe);
@@ -113,7 +115,7 @@ static void keep_locks_around_forks() {
         assertion_failure(__LINE__, "false");
 }
 
-// The client has no options: any word before "--" is a usage error.
+// Any word before "--" that is no option of the profile's is a usage error.
 static void check_arguments(int argc, const char *argv[]) {
     std::string error;
     int last = argc;

@@ -39,12 +39,21 @@ inline aarch64_decode_rc no_op(cpu_state *, unsigned int) {
 // In the place of a direct routine: the handler takes the reference route.
 inline constexpr std::nullptr_t reference_route = nullptr;
 
+// A row of a handler that takes it, and one of a handler that does nothing.
+constexpr handler_row reference_row(const char *name, const decode_map *map, unsigned key,
+                                    aarch64_handler reference) {
+    return {name, map, key, reference, nullptr, handler_route::reference};
+}
+constexpr handler_row no_op_row(const char *name, const decode_map *map, unsigned key) {
+    return {name, map, key, no_op, nullptr, handler_route::no_op};
+}
+
 // A row of a handler whose two tiers take the same operands in the same order: the destination is
 // among them. (Not consteval: Clang 14 doesn't let consteval functions call such with their own arguments.)
 template <auto routine, auto function, class Destination, class... Operand>
 constexpr handler_row row(const char *name, const decode_map *map, unsigned key) {
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return {name, map, key, reference<function, Destination, Operand...>};
+        return reference_row(name, map, key, reference<function, Destination, Operand...>);
     else
         return {name, map, key, direct<routine, Operand...>,
                 reference<function, Destination, Operand...>};
@@ -55,7 +64,7 @@ constexpr handler_row row(const char *name, const decode_map *map, unsigned key)
 template <auto routine, auto function, class Destination, class Written, class... Operand>
 constexpr handler_row row_to(const char *name, const decode_map *map, unsigned key) {
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return {name, map, key, reference<function, Destination, Operand...>};
+        return reference_row(name, map, key, reference<function, Destination, Operand...>);
     else
         return {name, map, key, direct<routine, Written, Operand...>,
                 reference<function, Destination, Operand...>};

@@ -48,42 +48,42 @@ decltype(icounts) icounts;
 int page_size = static_cast<int>(sysconf(_SC_PAGESIZE));
 
 // The instruction families. Nothing else in the core knows that they exist.
-static constexpr const handler_rows *families[] = {
-    &integer_arithmetic_rows,
-    &integer_logic_rows,
-    &integer_reduction_rows,
-    &integer_saturating_rows,
-    &integer_shift_rows,
-    &predicate_logic_rows,
-    &integer_compare_rows,
-    &element_count_rows,
-    &index_rows,
-    &predicate_generation_rows,
-    &predicate_break_rows,
-    &predicate_permute_rows,
-    &broadcast_rows,
-    &reorder_rows,
-    &extraction_rows,
-    &contiguous_rows,
-    &structure_rows,
-    &gather_rows,
-    &first_fault_rows,
-    &fp_arithmetic_rows,
-    &fp_compare_rows,
-    &fp_reduction_rows,
-    &fp_conversion_rows,
-    &multiply_add_rows,
-    &estimate_rows,
+static constexpr handler_family families[] = {
+    {"integer arithmetic", integer_arithmetic_rows},
+    {"integer logic", integer_logic_rows},
+    {"integer reductions", integer_reduction_rows},
+    {"saturating arithmetic", integer_saturating_rows},
+    {"shifts", integer_shift_rows},
+    {"predicate logic", predicate_logic_rows},
+    {"integer compares", integer_compare_rows},
+    {"element counts", element_count_rows},
+    {"index vectors", index_rows},
+    {"predicate generation", predicate_generation_rows},
+    {"predicate breaks", predicate_break_rows},
+    {"predicate permutes", predicate_permute_rows},
+    {"broadcasts", broadcast_rows},
+    {"reordering", reorder_rows},
+    {"extraction", extraction_rows},
+    {"contiguous loads and stores", contiguous_rows},
+    {"structure loads and stores", structure_rows},
+    {"gathers, scatters, prefetches", gather_rows},
+    {"first-fault and non-fault loads", first_fault_rows},
+    {"floating-point arithmetic", fp_arithmetic_rows},
+    {"floating-point compares", fp_compare_rows},
+    {"floating-point reductions", fp_reduction_rows},
+    {"conversions", fp_conversion_rows},
+    {"fused multiply-add", multiply_add_rows},
+    {"estimates", estimate_rows},
 };
 
-std::span<const handler_rows *const> sve::handler_families() {
+std::span<const handler_family> sve::handler_families() {
     return families;
 }
 
 static decode_map build_decode_map(const decode_map *which) {
     decode_map map;
-    for (const handler_rows *family : families)
-        for (const handler_row &row : *family)
+    for (const handler_family &family : families)
+        for (const handler_row &row : family.rows)
             if (row.map == which)
                 map.emplace(static_cast<int>(row.key), row.handler);
     return map;
@@ -125,6 +125,21 @@ static aarch64_handler find_handler(const cascade &maps, unsigned int word) {
 
 aarch64_handler is_sve(unsigned int word) {
     return find_handler(is_sve_cascade, word);
+}
+
+// By map and key, since several rows may share one handler.
+found_row sve::find_row(unsigned int word) {
+    for (const decode_map_info *info : is_sve_cascade) {
+        const int key = info->fields.key(word);
+        if (!info->map->count(key))
+            continue;
+        for (const handler_family &family : families)
+            for (const handler_row &row : family.rows)
+                if (row.map == info->map && static_cast<int>(row.key) == key)
+                    return {&family, &row};
+        break;
+    }
+    return {};
 }
 
 aarch64_decode_rc execute_sve_instruction(cpu_state *state) {

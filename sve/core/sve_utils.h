@@ -64,8 +64,15 @@ extern int page_size;
 
 namespace sve {
 
-// The rows of every family.
-std::span<const handler_rows *const> handler_families();
+std::span<const handler_family> handler_families();
+
+// The family and the row that is_sve finds for an instruction word; nulls for a word that it doesn't know, or
+// knows by a handler that no family has.
+struct found_row {
+    const handler_family *family;
+    const handler_row *row;
+};
+found_row find_row(unsigned int word);
 
 // Called by the static initialiser when all is ready, if it is linked: the shared library has it,
 // and takes the fault signals there. Linking the core alone takes nobody's signals.

@@ -16,13 +16,13 @@ static consteval handler_row store_row(const char *name, unsigned key) {
     constexpr unsigned size = size_of<Element>;
     using First = typename Shape::template first<size>;
     using Second = typename Shape::template second<size>;
-    handler_row row = {name, &decode_map__31_21__15_13, key, nullptr,
-                       reference<function, to_none, Pg<plain>, First, Second, Zd<size>>};
+    constexpr aarch64_handler second =
+        reference<function, to_none, Pg<plain>, First, Second, Zd<size>>;
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        std::swap(row.handler, row.reference);
+        return reference_row(name, &decode_map__31_21__15_13, key, second);
     else
-        row.handler = direct<routine, Zd<size>, Pg<plain>, First, Second>;
-    return row;
+        return {name, &decode_map__31_21__15_13, key,
+                direct<routine, Zd<size>, Pg<plain>, First, Second>, second};
 }
 
 #define LOAD(type, op, bytes, shape, routine, key)                                                 \
@@ -45,42 +45,42 @@ static constexpr handler_row rows[] = {
     SVE_DIRECT_SCATTERS(STORE)
     SVE_REFERENCE_SCATTERS(REFERENCE_STORE)
     // PRFB, PRFH, PRFW, PRFD
-    {"VecU16Prefetch2LSS", &decode_map__31_21__15_13__4_4, 0x424c, no_op},
-    {"VecU16Prefetch2SI", &decode_map__31_22__15_13__4_4, 0x2172, no_op},
-    {"VecU32Prefetch1VI", &decode_map__31_21__15_13__4_4, 0x420e, no_op},
-    {"VecU32Prefetch1XSV", &decode_map__31_21__15_13__4_4, 0x4230, no_op},
-    {"VecU32Prefetch1YSV", &decode_map__31_21__15_13__4_4, 0x4210, no_op},
-    {"VecU32Prefetch2VI", &decode_map__31_21__15_13__4_4, 0x424e, no_op},
-    {"VecU32Prefetch2XSV", &decode_map__31_21__15_13__4_4, 0x4232, no_op},
-    {"VecU32Prefetch2YSV", &decode_map__31_21__15_13__4_4, 0x4212, no_op},
-    {"VecU32Prefetch4LSS", &decode_map__31_21__15_13__4_4, 0x428c, no_op},
-    {"VecU32Prefetch4SI", &decode_map__31_22__15_13__4_4, 0x2174, no_op},
-    {"VecU32Prefetch4VI", &decode_map__31_21__15_13__4_4, 0x428e, no_op},
-    {"VecU32Prefetch4XSV", &decode_map__31_21__15_13__4_4, 0x4234, no_op},
-    {"VecU32Prefetch4YSV", &decode_map__31_21__15_13__4_4, 0x4214, no_op},
-    {"VecU32Prefetch8VI", &decode_map__31_21__15_13__4_4, 0x42ce, no_op},
-    {"VecU32Prefetch8XSV", &decode_map__31_21__15_13__4_4, 0x4236, no_op},
-    {"VecU32Prefetch8YSV", &decode_map__31_21__15_13__4_4, 0x4216, no_op},
-    {"VecU64Prefetch1SV", &decode_map__31_21__15_13__4_4, 0x6238, no_op},
-    {"VecU64Prefetch1VI", &decode_map__31_21__15_13__4_4, 0x620e, no_op},
-    {"VecU64Prefetch1XSV", &decode_map__31_21__15_13__4_4, 0x6230, no_op},
-    {"VecU64Prefetch1YSV", &decode_map__31_21__15_13__4_4, 0x6210, no_op},
-    {"VecU64Prefetch2SV", &decode_map__31_21__15_13__4_4, 0x623a, no_op},
-    {"VecU64Prefetch2VI", &decode_map__31_21__15_13__4_4, 0x624e, no_op},
-    {"VecU64Prefetch2XSV", &decode_map__31_21__15_13__4_4, 0x6232, no_op},
-    {"VecU64Prefetch2YSV", &decode_map__31_21__15_13__4_4, 0x6212, no_op},
-    {"VecU64Prefetch4SV", &decode_map__31_21__15_13__4_4, 0x623c, no_op},
-    {"VecU64Prefetch4VI", &decode_map__31_21__15_13__4_4, 0x628e, no_op},
-    {"VecU64Prefetch4XSV", &decode_map__31_21__15_13__4_4, 0x6234, no_op},
-    {"VecU64Prefetch4YSV", &decode_map__31_21__15_13__4_4, 0x6214, no_op},
-    {"VecU64Prefetch8LSS", &decode_map__31_21__15_13__4_4, 0x42cc, no_op},
-    {"VecU64Prefetch8SI", &decode_map__31_22__15_13__4_4, 0x2176, no_op},
-    {"VecU64Prefetch8SV", &decode_map__31_21__15_13__4_4, 0x623e, no_op},
-    {"VecU64Prefetch8VI", &decode_map__31_21__15_13__4_4, 0x62ce, no_op},
-    {"VecU64Prefetch8XSV", &decode_map__31_21__15_13__4_4, 0x6236, no_op},
-    {"VecU64Prefetch8YSV", &decode_map__31_21__15_13__4_4, 0x6216, no_op},
-    {"VecU8Prefetch1LSS", &decode_map__31_21__15_13__4_4, 0x420c, no_op},
-    {"VecU8Prefetch1SI", &decode_map__31_22__15_13__4_4, 0x2170, no_op},
+    no_op_row("VecU16Prefetch2LSS", &decode_map__31_21__15_13__4_4, 0x424c),
+    no_op_row("VecU16Prefetch2SI", &decode_map__31_22__15_13__4_4, 0x2172),
+    no_op_row("VecU32Prefetch1VI", &decode_map__31_21__15_13__4_4, 0x420e),
+    no_op_row("VecU32Prefetch1XSV", &decode_map__31_21__15_13__4_4, 0x4230),
+    no_op_row("VecU32Prefetch1YSV", &decode_map__31_21__15_13__4_4, 0x4210),
+    no_op_row("VecU32Prefetch2VI", &decode_map__31_21__15_13__4_4, 0x424e),
+    no_op_row("VecU32Prefetch2XSV", &decode_map__31_21__15_13__4_4, 0x4232),
+    no_op_row("VecU32Prefetch2YSV", &decode_map__31_21__15_13__4_4, 0x4212),
+    no_op_row("VecU32Prefetch4LSS", &decode_map__31_21__15_13__4_4, 0x428c),
+    no_op_row("VecU32Prefetch4SI", &decode_map__31_22__15_13__4_4, 0x2174),
+    no_op_row("VecU32Prefetch4VI", &decode_map__31_21__15_13__4_4, 0x428e),
+    no_op_row("VecU32Prefetch4XSV", &decode_map__31_21__15_13__4_4, 0x4234),
+    no_op_row("VecU32Prefetch4YSV", &decode_map__31_21__15_13__4_4, 0x4214),
+    no_op_row("VecU32Prefetch8VI", &decode_map__31_21__15_13__4_4, 0x42ce),
+    no_op_row("VecU32Prefetch8XSV", &decode_map__31_21__15_13__4_4, 0x4236),
+    no_op_row("VecU32Prefetch8YSV", &decode_map__31_21__15_13__4_4, 0x4216),
+    no_op_row("VecU64Prefetch1SV", &decode_map__31_21__15_13__4_4, 0x6238),
+    no_op_row("VecU64Prefetch1VI", &decode_map__31_21__15_13__4_4, 0x620e),
+    no_op_row("VecU64Prefetch1XSV", &decode_map__31_21__15_13__4_4, 0x6230),
+    no_op_row("VecU64Prefetch1YSV", &decode_map__31_21__15_13__4_4, 0x6210),
+    no_op_row("VecU64Prefetch2SV", &decode_map__31_21__15_13__4_4, 0x623a),
+    no_op_row("VecU64Prefetch2VI", &decode_map__31_21__15_13__4_4, 0x624e),
+    no_op_row("VecU64Prefetch2XSV", &decode_map__31_21__15_13__4_4, 0x6232),
+    no_op_row("VecU64Prefetch2YSV", &decode_map__31_21__15_13__4_4, 0x6212),
+    no_op_row("VecU64Prefetch4SV", &decode_map__31_21__15_13__4_4, 0x623c),
+    no_op_row("VecU64Prefetch4VI", &decode_map__31_21__15_13__4_4, 0x628e),
+    no_op_row("VecU64Prefetch4XSV", &decode_map__31_21__15_13__4_4, 0x6234),
+    no_op_row("VecU64Prefetch4YSV", &decode_map__31_21__15_13__4_4, 0x6214),
+    no_op_row("VecU64Prefetch8LSS", &decode_map__31_21__15_13__4_4, 0x42cc),
+    no_op_row("VecU64Prefetch8SI", &decode_map__31_22__15_13__4_4, 0x2176),
+    no_op_row("VecU64Prefetch8SV", &decode_map__31_21__15_13__4_4, 0x623e),
+    no_op_row("VecU64Prefetch8VI", &decode_map__31_21__15_13__4_4, 0x62ce),
+    no_op_row("VecU64Prefetch8XSV", &decode_map__31_21__15_13__4_4, 0x6236),
+    no_op_row("VecU64Prefetch8YSV", &decode_map__31_21__15_13__4_4, 0x6216),
+    no_op_row("VecU8Prefetch1LSS", &decode_map__31_21__15_13__4_4, 0x420c),
+    no_op_row("VecU8Prefetch1SI", &decode_map__31_22__15_13__4_4, 0x2170),
 };
 // clang-format on
 

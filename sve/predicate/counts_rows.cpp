@@ -18,7 +18,7 @@ static consteval handler_row row_of(const char *name, const decode_map *map, uns
 }
 static consteval handler_row row_of(const char *name, const decode_map *map, unsigned key,
                                     std::nullptr_t, aarch64_handler reference) {
-    return {name, map, key, reference};
+    return reference_row(name, map, key, reference);
 }
 
 // A row of each shape: element type and operation of the handler, its key, the size code where elements

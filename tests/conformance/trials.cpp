@@ -160,8 +160,8 @@ private:
 
 std::vector<tested_row> tested_rows(const char *pattern) {
     std::vector<tested_row> rows;
-    for (const sve::handler_rows *family : sve::handler_families())
-        for (const sve::handler_row &row : *family)
+    for (const sve::handler_family &family : sve::handler_families())
+        for (const sve::handler_row &row : family.rows)
             for (const sve::decode_map_info &info : sve::decode_map_infos)
                 if (info.map == row.map && fnmatch(pattern, row.name, 0) == 0) {
                     const uint32_t value = info.fields.spread(static_cast<int>(row.key));

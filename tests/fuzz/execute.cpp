@@ -245,8 +245,8 @@ struct published_row {
 const std::vector<published_row> &rows() {
     static const std::vector<published_row> result = [] {
         std::vector<published_row> rows;
-        for (const sve::handler_rows *family : sve::handler_families())
-            for (const sve::handler_row &row : *family)
+        for (const sve::handler_family &family : sve::handler_families())
+            for (const sve::handler_row &row : family.rows)
                 for (const sve::decode_map_info &info : sve::decode_map_infos)
                     if (info.map == row.map)
                         rows.push_back({&row, info.fields.mask(),

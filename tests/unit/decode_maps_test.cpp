@@ -208,6 +208,13 @@ TEST_F(Cascades, ReachEveryInstructionRow) {
     }
 }
 
+// The published route of a handler is the direct routine that it takes, if it takes one.
+static handler_route route_named(std::string_view published) {
+    return published == "no-op"       ? handler_route::no_op
+           : published == "reference" ? handler_route::reference
+                                      : handler_route::direct;
+}
+
 // Each row of a family is the published row of its name, and the maps hold them all and nothing
 // else.
 TEST(BuiltMaps, HoldTheRowsOfTheFamilies) {
@@ -216,8 +223,8 @@ TEST(BuiltMaps, HoldTheRowsOfTheFamilies) {
         published[{maps[row.map], row.key}] = &row;
 
     size_t family_rows = 0;
-    for (const handler_rows *family : handler_families()) {
-        for (const handler_row &row : *family) {
+    for (const handler_family &family : handler_families()) {
+        for (const handler_row &row : family.rows) {
             SCOPED_TRACE(row.name);
             family_rows++;
             const auto key = static_cast<int>(row.key);
@@ -225,6 +232,7 @@ TEST(BuiltMaps, HoldTheRowsOfTheFamilies) {
             ASSERT_NE(found, published.end()) << "no instruction has this map and key";
             EXPECT_EQ(row.name, found->second->handler);
             EXPECT_EQ(row.handler == no_op, found->second->route == "no-op");
+            EXPECT_EQ(row.route, route_named(found->second->route));
             ASSERT_TRUE(row.map->count(key));
             EXPECT_EQ(row.map->at(key), row.handler);
         }
@@ -237,6 +245,30 @@ TEST(BuiltMaps, HoldTheRowsOfTheFamilies) {
                   std::count_if(published.begin(), published.end(),
                                 [&](const auto &row) { return row.first.first == maps[i]; }))
             << i;
+}
+
+// From any word of a row to the row and its family; families are told apart by their names.
+TEST(BuiltMaps, FindRowAndFamilyOfAWord) {
+    std::set<std::string_view> names;
+    for (const handler_family &family : handler_families()) {
+        EXPECT_TRUE(names.insert(family.name).second) << family.name << " twice";
+        EXPECT_NE(family.name[0], '\0');
+    }
+    auto random = random_numbers();
+    for (const instruction_row &row : instruction_rows()) {
+        SCOPED_TRACE(row.handler);
+        const auto free_bits = static_cast<uint32_t>(random()) & ~row.mask;
+        const found_row found = find_row(row.value | free_bits);
+        ASSERT_NE(found.row, nullptr);
+        EXPECT_EQ(found.row->name, row.handler);
+        EXPECT_TRUE(found.family->rows.data() <= found.row &&
+                    found.row < found.family->rows.data() + found.family->rows.size());
+    }
+    EXPECT_EQ(find_row(0xd503201f).row, nullptr); // nop
+    const int key = 0x0000c0de;                   // udf #49374
+    decode_map__31_0.emplace(key, no_op);
+    EXPECT_EQ(find_row(key).row, nullptr) << "no family has this handler";
+    decode_map__31_0.erase(key);
 }
 
 // Whatever the word.

@@ -78,8 +78,8 @@ private:
 
 // The word of a handler's row, with Z1, P2, base register X3, and in the field of a second register 4.
 static unsigned word_of(std::string_view handler) {
-    for (const sve::handler_rows *family : sve::handler_families())
-        for (const sve::handler_row &row : *family)
+    for (const sve::handler_family &family : sve::handler_families())
+        for (const sve::handler_row &row : family.rows)
             for (const sve::decode_map_info &info : sve::decode_map_infos)
                 if (info.map == row.map && handler == row.name) {
                     const unsigned operands = 1 | 2 << 10 | 3 << 5 | 4 << 16;
