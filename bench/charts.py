@@ -30,7 +30,8 @@ class Drawing:
         self.parts.append(f'<circle cx="{x:.1f}" cy="{y:.1f}" r="5" fill="{colour}"/>')
 
     def bar(self, x, y, width, height, colour):
-        self.parts.append(f'<rect x="{x:.1f}" y="{y:.1f}" width="{max(width, 0.5):.1f}" height="{height}" fill="{colour}"/>')
+        self.parts.append(f'<rect x="{x:.1f}" y="{y:.1f}" width="{max(width, 0.5):.1f}" height="{height}" '
+                          f'fill="{colour}"/>')
 
     def legend(self, names, x, y):
         for name, colour in zip(names, COLOURS):

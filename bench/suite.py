@@ -17,6 +17,7 @@ import shutil
 import statistics
 import subprocess
 import sys
+import textwrap
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -30,9 +31,9 @@ PROCESSOR = [] if ON_AARCH64 else ["qemu-aarch64", "-cpu", "neoverse-n1", *SYSRO
 EMULATED, UNCOUNTED, TRAPPING, SVE, WITHOUT = (
     "sverun", "without statistics", "trapping each time", "SVE processor emulator", "built without SVE")
 MODES = [EMULATED, UNCOUNTED, TRAPPING, SVE, WITHOUT]
-LETTERS_TEXT = "examples/letters.c"
+LETTERS_TEXT = Path(__file__).parent.parent / "examples/letters.c"
 
-# Small, middle, large: some 20 thousand emulated instructions, some 200 thousand, and a few million.
+# Small, middle, large: some 20 thousand emulated instructions, some 150 thousand, and one or two million.
 SIZES = {
     "matrix": (20, 48, 112),
     "fir": (1500, 12000, 80000),
@@ -60,7 +61,7 @@ class Setting:
 
 
 SETTINGS = {
-    "full": Setting(rounds=5, sizes=3, milliseconds=10, executions=400000),
+    "full": Setting(rounds=3, sizes=3, milliseconds=10, executions=400000),
     "quick": Setting(rounds=3, sizes=2, milliseconds=3, executions=100000),
     "smoke": Setting(rounds=1, sizes=1, milliseconds=1, executions=2000),
 }
@@ -127,16 +128,14 @@ class Suite:
         return self.run(mode, program, argument)
 
     def programs(self):
-        source = Path(__file__).parent.parent.joinpath(LETTERS_TEXT).read_bytes()
+        source = LETTERS_TEXT.read_bytes()
         rows, chart = [], []
         for name, sizes in SIZES.items():
-            for size_name, size in list(zip(SIZE_NAMES, sizes))[:self.setting.sizes]:
+            for size in sizes[:self.setting.sizes]:
                 if name == "letters":
                     text = (source * (size // len(source) + 1))[:size]
                     (self.output / f"letters-{size}.txt").write_bytes(text)
-                # Traps make the larger sizes take minutes.
-                modes = [mode for mode in self.modes if (mode != TRAPPING or size_name == "small") and
-                         (mode != WITHOUT or name in WITH_TWIN)]
+                modes = [mode for mode in self.modes if mode != WITHOUT or name in WITH_TWIN]
                 runs = self.in_turns({mode: lambda mode=mode: self.program_run(name, size, mode) for mode in modes})
                 if any(runs[mode][0][0] != runs[EMULATED][0][0] for mode in modes if mode != WITHOUT):
                     sys.exit(f"suite.py: {name} {size} does not print the same in all modes")
@@ -152,9 +151,10 @@ class Suite:
         largest = SIZE_NAMES[self.setting.sizes - 1]
         shown = [i for i, mode in enumerate(MODES) if any(values[i] for _, values in chart)]
         self.write_chart("programs", charts.dots(
-            f"Time of whole programs, {largest} sizes: sverun's is 1", "time relative to sverun (median, least to greatest)",
+            f"Time of whole programs, {largest} sizes: sverun's is 1",
+            "time relative to sverun (median, least to greatest)",
             [MODES[i] for i in shown], [(name, [values[i] for i in shown]) for name, values in chart]))
-        return table(["program", "size", *MODES[:1], *MODES[1:]], rows)
+        return table(["program", "size", *MODES], rows)
 
     # ---- Single instructions ------------------------------------------------------------------------
 
@@ -167,34 +167,35 @@ class Suite:
         modes = [mode for mode in self.modes if mode != WITHOUT]
         runs = self.in_turns({mode: lambda mode=mode: self.instruction_costs(mode) for mode in modes})
         keys = list(runs[EMULATED][0])
-        median = {}
+        cost, ratio = {}, {}
         for mode in modes:
             for key in keys:
-                values = [run[key] for run in runs[mode]]
                 what = "{} {}: {}".format(*key)
-                median[mode, key] = self.record("instructions", what, mode, "", "ns", values)[0]
-                self.record("instructions", what, mode, "", "of the first one's time",
-                            [run[key] / run[keys[0]] for run in runs[mode]])
-        first = median[EMULATED, keys[0]]
-        rows, chart = [], {}
+                cost[mode, key] = self.record("instructions", what, mode, "", "ns", [run[key] for run in runs[mode]])[0]
+                ratio[mode, key] = self.record("instructions", what, mode, "", "of the first one's time",
+                                               [run[key] / run[keys[0]] for run in runs[mode]])[0]
+
+        def middle(of, mode, group):
+            return statistics.median(of[mode, key] for key in group)
+        rows, chart, routes = [], {}, ["direct", "reference"]
         for family, route in dict.fromkeys(key[:2] for key in keys):
-            of_group = [key for key in keys if key[:2] == (family, route)]
-            middle = {mode: statistics.median(median[mode, key] for key in of_group) for mode in modes}
-            chart.setdefault(family, {})[route] = middle[EMULATED] / first
-            rows.append([family, route, len(of_group), number(middle[EMULATED] / first),
-                         *(f"{number(middle[mode])} ns" if mode in modes else "–" for mode in MODES[:4])])
+            group = [key for key in keys if key[:2] == (family, route)]
+            times = chart.setdefault(family, {})[route] = middle(ratio, EMULATED, group)
+            rows.append([family, route, len(group), number(times),
+                         *(f"{number(middle(cost, mode, group))} ns" if mode in modes else "–"
+                           for mode in MODES[:4])])
         self.write_chart("instructions", charts.bars(
-            "Time of an emulated instruction, by family and route", f"times that of {keys[0][2]}", ["direct", "reference"],
-            [(family, [routes.get("direct"), routes.get("reference")]) for family, routes in chart.items()]))
+            "Time of an emulated instruction, by family and route", f"times that of {keys[0][2]}", routes,
+            [(family, [times.get(route) for route in routes]) for family, times in chart.items()]))
         return keys[0][2], table(["family", "route", "instructions", "of the first", *MODES[:4]], rows)
 
     # ---- Sites, threads, start-up -------------------------------------------------------------------
 
     def scaling(self):
-        modes, executions = [EMULATED, UNCOUNTED], self.setting.executions
-        counts, threads = [1, 10, 100, 1000, 10000], [1, 2, 4, 8]
+        modes, counts, threads = [EMULATED, UNCOUNTED], [1, 10, 100, 1000, 10000], [1, 2, 4, 8]
 
         def figures(mode, what, count):
+            executions = self.setting.executions * (4 if what == "threads" else 1)
             return [float(word) for word in self.run(mode, "bench/scaling", what, count, executions)[0].split()]
 
         sites = self.in_turns({(mode, count): lambda mode=mode, count=count: figures(mode, "sites", count)
@@ -205,11 +206,11 @@ class Suite:
                 values = [ns for ns, _ in sites[mode, count]]
                 cost[mode].append(self.record("scaling", "sites", mode, count, "ns", values)[0])
         for i, count in enumerate(counts):
-            rows.append([f"one of {count:,} sites", *(f"{number(cost[mode][i])} ns" for mode in modes)])
+            rows.append([f"addresses: {count:,}", *(f"{number(cost[mode][i])} ns" for mode in modes)])
         memory = [self.record("scaling", "memory of a site", mode, "", "bytes",
                               [(many[1] - few[1]) / 9990 for many, few in zip(sites[mode, 10000], sites[mode, 10])])
                   for mode in modes]
-        rows.append(["memory of a site", *(f"{number(triple[0])} bytes" for triple in memory)])
+        rows.append(["memory for each address", *(f"{number(triple[0])} bytes" for triple in memory)])
 
         work = self.in_turns({(mode, count): lambda mode=mode, count=count: figures(mode, "threads", count)[0]
                               for count in threads for mode in modes})
@@ -217,19 +218,21 @@ class Suite:
         for mode in modes:
             for count in threads:
                 values = [one / many for one, many in zip(work[mode, 1], work[mode, count])]
-                speed[mode].append(self.record("scaling", "threads", mode, count, "of one thread's throughput", values)[0])
+                triple = self.record("scaling", "threads", mode, count, "of one thread's throughput", values)
+                speed[mode].append(triple[0])
         for i, count in enumerate(threads[1:], 1):
             rows.append([f"throughput of {count} threads, of one's", *(number(speed[mode][i]) for mode in modes)])
 
         modes_of_start = [*modes, WITHOUT]
-        start = self.in_turns({mode: lambda mode=mode: 1000 * min(self.run(mode, "bench/nothing")[1] for _ in range(3))
+        start = self.in_turns({mode: lambda mode=mode: 1000 * self.run(mode, "bench/nothing")[1]
                                for mode in modes_of_start})
         triples = {mode: self.record("scaling", "start-up", mode, "", "ms", start[mode]) for mode in modes_of_start}
         rows.append(["program that does nothing", *(f"{number(triples[mode][0])} ms" for mode in modes)])
         rows.append(["the same run directly", f"{number(triples[WITHOUT][0])} ms", ""])
-        self.write_chart("scaling", charts.lines("One emulated instruction at many addresses, and in many threads", modes, [
-            ("nanoseconds of an execution", "addresses in the loop", counts, cost),
-            ("throughput, of one thread's", f"threads ({os.cpu_count()} processors)", threads, speed)]))
+        self.write_chart("scaling", charts.lines(
+            "One emulated instruction at many addresses, and in many threads", modes,
+            [("nanoseconds of an execution", "addresses in the loop", counts, cost),
+             ("throughput, of one thread's", f"threads ({os.cpu_count()} processors)", threads, speed)]))
         return table(["", *modes], rows)
 
 
@@ -252,39 +255,33 @@ def table(head, rows):
     def line(cells):
         return "| " + " | ".join(cell.rjust(width) if to_right else cell.ljust(width)
                                  for cell, width, to_right in zip(cells, widths, right)) + " |"
-    rule = "|" + "|".join("-" * (width + 1) + (":" if to_right else "-") for width, to_right in zip(widths, right)) + "|"
-    return "\n".join([line(head), rule, *map(line, rows)])
+    rules = ["-" * (width + 1) + (":" if to_right else "-") for width, to_right in zip(widths, right)]
+    return "\n".join([line(head), f"|{'|'.join(rules)}|", *map(line, rows)])
 
 
 def machine():
     """What all this was measured on, in a sentence."""
-    if ON_AARCH64:
-        text = f"an AArch64 machine with {os.cpu_count()} processors"
-        if not shutil.which("qemu-aarch64"):
-            return text + ", without an emulator of SVE processors"
-        text += ", SVE processors emulated by"
-    else:
-        text = (f"an {platform.machine()} machine with {os.cpu_count()} processors, every AArch64 program on a user-mode "
-                "processor emulator:")
+    text = f"an {platform.machine()} machine with {os.cpu_count()} processors"
+    if not shutil.which("qemu-aarch64"):
+        return text + ", without an emulator of SVE processors"
     version = subprocess.run(["qemu-aarch64", "--version"], check=True, capture_output=True, text=True).stdout
-    return f"{text} {version.splitlines()[0]}"
+    what = "SVE processors" if ON_AARCH64 else "all AArch64 programs"
+    return f"{text}, {what} on a user-mode emulator, {version.splitlines()[0]}"
 
 
 REPORT = """# Performance
 
-Measured by `make bench{setting}` on {machine}.
-The load of the machine was {before:.1f} when it began and {after:.1f} when it ended. Vectors have
-{bits} bits. Everything was run {rounds} times, in turns; a value is the median, the range is from the least to the greatest.{caution}
+{measured}
 
-To repeat it: `make bench`, which leaves this page and its charts, and all values as CSV, in `build/bench`.
+{caution}To repeat it: `make bench`, which leaves this page and its charts, and all values as CSV, in `build/bench`.
 
 ## Whole programs
 
 ![Time of whole programs](performance-programs.svg)
 
-The processor time of the whole program, its start included; that of the others as a multiple of sverun's, taken in each round.
-"Trapping each time" is `sverun --trap-every-time`, for the smallest size only. "Built without SVE" is the same source
-for the same processor, where the compiler uses Advanced SIMD; a dash stands where the source has SVE intrinsics.
+The processor time of the whole program, its start included, and that of the others as a multiple of sverun's in the
+same round. "Trapping each time" is `sverun --trap-every-time`. "Built without SVE" is the same source for a processor
+without it, where the compiler uses Advanced SIMD; a dash stands where the source has SVE intrinsics.
 
 {programs}
 
@@ -301,15 +298,19 @@ The time of one instruction without the loop around it: the median of a few inst
 
 ![One emulated instruction at many addresses, and in many threads](performance-scaling.svg)
 
-`add z0.s, z1.s, z2.s` at many addresses that take turns, with the jump to them; memory is the program's own.
+One execution of `add z0.s, z1.s, z2.s`, at many addresses that take turns, its part of the jump to them included;
+the memory is the program's. Threads run the same loop of one instruction each.
 
 {scaling}
 """
-CAUTION = """
+MEASURED = """Measured by `make bench{setting}` on {machine}. The load of the machine was {before:.1f} when it began
+and {after:.1f} when it ended. Vectors have {bits} bits. Everything was run {rounds} times, in turns; a value is the
+median, the range is from the least to the greatest."""
+CAUTION = """A processor emulator translates all that runs here, so the times are its own, and a processor's ratios will
+be others. Above all, many addresses are dear on it: as many AArch64 instructions are executed for one emulated
+instruction at 10,000 addresses as at one.
 
-A processor emulator translates what sverun's emulation executes, and has its own ways: ratios tell how it would be on
-a processor only roughly. Signals are much dearer on it, so that trapping is; so are many addresses, since it looks up
-where a branch leads; its vector instructions are made of several of the machine's."""
+"""
 
 
 def main():
@@ -325,10 +326,11 @@ def main():
     first, instructions = suite.instructions()
     scaling = suite.scaling()
     suite.write_csv()
-    report = REPORT.format(
+    measured = MEASURED.format(
         setting="" if options.setting == "full" else f" BENCH={options.setting}", machine=machine(), before=before,
-        after=os.getloadavg()[0], bits=suite.bits, rounds=suite.setting.rounds, caution="" if ON_AARCH64 else CAUTION,
-        programs=programs, first=first, instructions=instructions, scaling=scaling)
+        after=os.getloadavg()[0], bits=suite.bits, rounds=suite.setting.rounds)
+    report = REPORT.format(measured=textwrap.fill(measured, 118), caution="" if ON_AARCH64 else CAUTION,
+                           programs=programs, first=first, instructions=instructions, scaling=scaling)
     (options.output / "performance.md").write_text(report)
     print(report)
 
