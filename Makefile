@@ -2,6 +2,7 @@
 PROGRAM ?= build/stage/share/sverun/examples/letters
 ARGS    ?= examples/letters.c
 JOBS    ?= $(shell nproc)
+BENCH   ?= full
 
 export CTEST_PARALLEL_LEVEL ?= $(JOBS)
 
@@ -32,7 +33,7 @@ test: build
 
 bench: build
 	build/host/bench/core_benchmark
-	bench/hot_loop.sh build/stage/bin/sverun build/aarch64/bench/hot_loop
+	bench/suite.py --setting $(BENCH) build/stage build/aarch64 build/bench
 
 # The Debian package for this machine; and, where that isn't AArch64, the one for AArch64 too.
 package: build

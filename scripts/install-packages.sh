@@ -4,7 +4,7 @@
 set -euo pipefail
 
 # qemu-user is also the SVE processor of the conformance tests.
-packages=(cmake ninja-build g++ googletest libbenchmark-dev qemu-user pkg-config)
+packages=(cmake ninja-build g++ googletest libbenchmark-dev qemu-user pkg-config python3)
 if [[ $(uname -m) != aarch64 ]]; then
     # The cross compiler, and the libraries that programs run with on the processor emulator.
     packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross)

@@ -35,8 +35,9 @@ FORMAT(float, f32)
 FORMAT(double, f64)
 #undef FORMAT
 
-int main(void) {
-    for (size_t n = 0; n <= 40 * svcntd(); n += 1 + n / 4) {
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv), most = size ? size : 5 * vector_bytes();
+    for (size_t n = size; n <= most; n += 1 + n / 4) {
         run_f32(n);
         run_f64(n);
     }

@@ -43,17 +43,18 @@ enum { taps = 21 };
 FOR_EACH_FORMAT(FORMAT)
 #undef FORMAT
 
-int main(void) {
-    enum { most = 3000 };
-    static int16_t samples[most + taps];
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv), most = size ? size : 3000;
+    int16_t *const samples = malloc((most + taps) * sizeof *samples);
     uint64_t state = 5;
-    for (int i = 0; i < most + taps; i++) // two tones and noise
-        samples[i] =
-            (int16_t)(16000 * sin(i * 0.05) + 9000 * sin(i * 0.9) + next_float(&state, 5000));
-    for (size_t n = 0; n <= most; n = 3 * n + 1) {
+    for (size_t i = 0; i < most + taps; i++) // two tones and noise
+        samples[i] = (int16_t)(16000 * sin((double)i * 0.05) + 9000 * sin((double)i * 0.9) +
+                               next_float(&state, 5000));
+    for (size_t n = size; n <= most; n = 3 * n + 1) {
         run_f16(samples, n);
         run_f32(samples, n);
         run_f64(samples, n);
     }
+    free(samples);
     return 0;
 }

@@ -2,7 +2,7 @@
 // none is left. Drawn in each format.
 #include "floats.h"
 
-enum { width = 64, height = 22, rounds = 40 };
+enum { width = 64, rounds = 40 };
 
 #define FORMAT(type, suffix, bits)                                                                 \
     KERNEL void row_##suffix(uint8_t *counts, type y) {                                            \
@@ -28,16 +28,17 @@ enum { width = 64, height = 22, rounds = 40 };
             STORE_##suffix(pg, counts + i, count);                                                 \
         }                                                                                          \
     }                                                                                              \
-    static void draw_##suffix(void) {                                                              \
-        static uint8_t counts[height][width];                                                      \
+    static void draw_##suffix(int height) {                                                        \
+        uint8_t(*const counts)[width] = malloc((size_t)height * sizeof *counts);                   \
         for (int line = 0; line < height; line++)                                                  \
             row_##suffix(counts[line], (type)((line - height / 2) * (2.5 / height)));              \
-        printf(#suffix ": %08x\n", checksum(0, counts, sizeof counts));                            \
+        printf(#suffix ": %08x\n", checksum(0, counts, (size_t)height * sizeof *counts));          \
         for (int line = 0; line < height; line++) {                                                \
             for (int i = 0; i < width; i++)                                                        \
                 putchar(" .:-=+*#%@"[counts[line][i] * 9 / rounds]);                               \
             putchar('\n');                                                                         \
         }                                                                                          \
+        free(counts);                                                                              \
     }
 #define STORE_f16 svst1b_u16
 #define STORE_f32 svst1b_u32
@@ -45,9 +46,11 @@ enum { width = 64, height = 22, rounds = 40 };
 FOR_EACH_FORMAT(FORMAT)
 #undef FORMAT
 
-int main(void) {
-    draw_f16();
-    draw_f32();
-    draw_f64();
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv);
+    const int height = size ? (int)size : 22;
+    draw_f16(height);
+    draw_f32(height);
+    draw_f64(height);
     return 0;
 }

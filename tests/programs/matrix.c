@@ -38,15 +38,22 @@
 FOR_EACH_FORMAT(FORMAT)
 #undef FORMAT
 
-int main(void) {
+static void multiply(size_t rows, size_t inner, size_t columns) {
+    printf("%zu x %zu x %zu\n", rows, inner, columns);
+    multiply_f16(rows, inner, columns);
+    multiply_f32(rows, inner, columns);
+    multiply_f64(rows, inner, columns);
+}
+
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv);
+    if (size) {
+        multiply(size, size, size);
+        return 0;
+    }
     static const size_t sizes[][3] = {{1, 1, 1},    {3, 5, 2},   {7, 4, 11},   {16, 16, 16},
                                       {19, 33, 41}, {10, 3, 97}, {40, 50, 130}};
-    for (size_t i = 0; i < sizeof sizes / sizeof *sizes; i++) {
-        const size_t rows = sizes[i][0], inner = sizes[i][1], columns = sizes[i][2];
-        printf("%zu x %zu x %zu\n", rows, inner, columns);
-        multiply_f16(rows, inner, columns);
-        multiply_f32(rows, inner, columns);
-        multiply_f64(rows, inner, columns);
-    }
+    for (size_t i = 0; i < sizeof sizes / sizeof *sizes; i++)
+        multiply(sizes[i][0], sizes[i][1], sizes[i][2]);
     return 0;
 }

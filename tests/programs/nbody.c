@@ -2,7 +2,7 @@
 // and divisions as the compiler vectorises them; the energy is summed in order.
 #include "floats.h"
 
-enum { bodies = 37, steps = 6 };
+enum { bodies = 37 };
 
 #define sqrt_f16 __builtin_sqrtf16
 #define sqrt_f32 sqrtf
@@ -43,13 +43,13 @@ enum { bodies = 37, steps = 6 };
             }                                                                                      \
         return energy;                                                                             \
     }                                                                                              \
-    static void run_##suffix(void) {                                                               \
+    static void run_##suffix(size_t steps) {                                                       \
         static struct system_##suffix s;                                                           \
         fill_##suffix(s.x, 3 * bodies, 4, 1);                                                      \
         fill_##suffix(s.vx, 3 * bodies, 0.25, 2);                                                  \
         for (size_t i = 0; i < bodies; i++)                                                        \
             s.mass[i] = (type)((double)(1 + i) / bodies);                                          \
-        for (int step = 0; step <= steps; step++) {                                                \
+        for (size_t step = 0; step <= steps; step++) {                                             \
             const type energy = energy_##suffix(&s);                                               \
             printf("energy %a, ", (double)energy);                                                 \
             print_##suffix("positions", s.x, 3 * bodies);                                          \
@@ -59,9 +59,10 @@ enum { bodies = 37, steps = 6 };
 FOR_EACH_FORMAT(FORMAT)
 #undef FORMAT
 
-int main(void) {
-    run_f16();
-    run_f32();
-    run_f64();
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv), steps = size ? size : 6;
+    run_f16(steps);
+    run_f32(steps);
+    run_f64(steps);
     return 0;
 }

@@ -5,7 +5,9 @@
 #ifndef _GNU_SOURCE
 #define _GNU_SOURCE
 #endif
+#ifdef __ARM_FEATURE_SVE
 #include <arm_sve.h>
+#endif
 #include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -16,6 +18,21 @@
 #include <unistd.h>
 
 #define KERNEL __attribute__((noinline, unused)) static
+
+// Bytes of a vector; those of Advanced SIMD in a program that is built without SVE.
+static inline size_t vector_bytes(void) {
+#ifdef __ARM_FEATURE_SVE
+    return svcntb();
+#else
+    return 16;
+#endif
+}
+
+// The size of the one problem that a benchmark asks for by an argument, or 0: without one, a program does what
+// its test wants.
+static inline size_t problem_size(int argc, char **argv) {
+    return argc > 1 ? (size_t)strtoul(argv[1], NULL, 0) : 0;
+}
 
 // Multiplicative xorshift: the next of a sequence of 64-bit values; `state` must not be 0.
 static inline uint64_t next_random(uint64_t *state) {

@@ -2,8 +2,6 @@
 // of the cosine and the sign in each lane.
 #include "floats.h"
 
-enum { most = 6000 };
-
 // Quarter turns: 2/pi, and pi/2 as the sum of three numbers of the format.
 static const double per_quarter = 0.6366197723675814;
 static const struct {
@@ -57,8 +55,9 @@ static const struct {
 FOR_EACH_FORMAT(FORMAT)
 #undef FORMAT
 
-int main(void) {
-    for (size_t n = 0; n <= most; n = 2 * n + 1) {
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv), most = size ? size : 6000;
+    for (size_t n = size; n <= most; n = 2 * n + 1) {
         run_f16(12, n, 0x1p-8);
         run_f32(400, n, 0x1p-22);
         run_f64(400, n, 0x1p-50);

@@ -56,8 +56,9 @@ KERNEL void softmax_single(float16_t *to, const float16_t *from, size_t n) {
     free(powers);
 }
 
-int main(void) {
-    for (size_t n = 1; n <= 5000; n = 2 * n + 1) {
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv), most = size ? size : 5000;
+    for (size_t n = size ? size : 1; n <= most; n = 2 * n + 1) {
         half *const from = (half *)make_guarded(2 * n).end - n,
                     *const to = (half *)make_guarded(2 * n).end - n;
         float16_t *const in = (void *)from, *const out = (void *)to;

@@ -93,8 +93,9 @@ void check(const char *what, const Key *keys, const std::vector<Key> &expected) 
 }
 
 template <typename Key>
-void sort_all(const char *name) {
-    constexpr size_t most = 6000, threads = 4;
+void sort_all(const char *name, size_t size) {
+    constexpr size_t threads = 4;
+    const size_t most = size ? size : 6000;
     const guarded keys_buffer = make_guarded(most * sizeof(Key)),
                   spare_buffer = make_guarded(most * sizeof(Key));
     const auto sort_copy = [&](const char *what, std::vector<Key> values) {
@@ -107,6 +108,10 @@ void sort_all(const char *name) {
     printf("%s\n", name);
     std::vector<Key> any(most);
     fill_random(any.data(), most * sizeof(Key), sizeof(Key));
+    if (size) {
+        sort_copy("any", any);
+        return;
+    }
     for (size_t n = 0; n <= 3 * lanes<Key>() + 1; n += n < 4 ? 1 : 3)
         sort_copy("any", {any.begin(), any.begin() + n});
     sort_copy("any", any);
@@ -122,7 +127,7 @@ void sort_all(const char *name) {
 
     std::vector<Key> parts = any, spare(most);
     std::vector<std::thread> workers;
-    constexpr size_t part = most / threads;
+    const size_t part = most / threads;
     for (size_t i = 0; i < threads; i++)
         workers.emplace_back([&, i] { sort(&parts[i * part], &spare[i * part], part); });
     for (std::thread &worker : workers)
@@ -132,10 +137,11 @@ void sort_all(const char *name) {
     check("parts", parts.data(), any);
 }
 
-int main() {
-    sort_all<uint32_t>("uint32_t");
-    sort_all<int32_t>("int32_t");
-    sort_all<uint64_t>("uint64_t");
-    sort_all<int64_t>("int64_t");
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv);
+    sort_all<uint32_t>("uint32_t", size);
+    sort_all<int32_t>("int32_t", size);
+    sort_all<uint64_t>("uint64_t", size);
+    sort_all<int64_t>("int64_t", size);
     return 0;
 }

@@ -89,16 +89,22 @@ static void reduce_part(unsigned number, void *shared) {
             kernels[k].run(work->a + from, work->b + from, part_bytes / kernels[k].size);
 }
 
-int main(void) {
-    const struct guarded a = make_guarded(threads * part_bytes),
-                         b = make_guarded(threads * part_bytes);
+int main(int argc, char **argv) {
+    const size_t size = problem_size(argc, argv), bytes = size ? size : threads * part_bytes;
+    const struct guarded a = make_guarded(bytes), b = make_guarded(bytes);
     fill_random(a.begin, (size_t)(a.end - a.begin), 1);
     fill_random(b.begin, (size_t)(b.end - b.begin), 2);
+    if (size) {
+        for (unsigned k = 0; k < count; k++)
+            printf("%s: %llx\n", kernels[k].name,
+                   (unsigned long long)kernels[k].run(a.begin, b.begin, size / kernels[k].size));
+        return 0;
+    }
     struct work work = {a.begin, b.begin, {{0}}};
     run_threads(threads, reduce_part, &work);
 
     for (unsigned k = 0; k < count; k++) {
-        const size_t size = kernels[k].size, most = 3 * svcntb() / size + 3;
+        const size_t size = kernels[k].size, most = 3 * vector_bytes() / size + 3;
         uint32_t all = 0;
         printf("%s:", kernels[k].name);
         for (size_t n = 0; n <= most; n++) {

@@ -1,0 +1,4 @@
+// What any program takes to start and to end.
+int main(void) {
+    return 0;
+}
