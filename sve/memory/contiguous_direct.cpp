@@ -61,7 +61,7 @@ aarch64_decode_rc sve_ldr_zri(cpu_state *state, aarch64_z_reg zt, aarch64_i_rsp_
     const uint64_t address = registers_away(state, base, immediate, sve_vector_bytes);
     for (unsigned i = 0; i < sve_chunks; i++) {
         store_chunk<uint8_t>(state->z[zt.num], i,
-                    load_chunk<uint8_t>(reinterpret_cast<const uint8_t *>(address), i));
+                             load_chunk<uint8_t>(reinterpret_cast<const uint8_t *>(address), i));
         element_done();
     }
     return AARCH64_DECODE_OK;
@@ -72,7 +72,7 @@ aarch64_decode_rc sve_str_zri(cpu_state *state, aarch64_z_reg zt, aarch64_i_rsp_
     const uint64_t address = registers_away(state, base, immediate, sve_vector_bytes);
     for (unsigned i = 0; i < sve_chunks; i++) {
         store_chunk<uint8_t>(reinterpret_cast<uint8_t *>(address), i,
-                    load_chunk<uint8_t>(state->z[zt.num], i));
+                             load_chunk<uint8_t>(state->z[zt.num], i));
         element_done();
     }
     return AARCH64_DECODE_OK;
@@ -95,7 +95,12 @@ aarch64_decode_rc sve_ldr_pri(cpu_state *state, aarch64_p_reg pt, aarch64_i_rsp_
 aarch64_decode_rc sve_str_pri(cpu_state *state, aarch64_p_reg pt, aarch64_i_rsp_reg base,
                               int immediate) {
     const PredV packed = pack_predicate(state->p[pt.num]);
-    std::memcpy(reinterpret_cast<void *>(registers_away(state, base, immediate, predicate_bytes)),
-                &packed, predicate_bytes);
+    const uint64_t address = registers_away(state, base, immediate, predicate_bytes);
+    // In ascending order: a fault finds the lower ones done.
+    constexpr unsigned in_words = predicate_bytes / 8 * 8;
+    for (unsigned i = 0; i < in_words; i += 8)
+        store_memory(address + i, packed.word[i / 8]);
+    for (unsigned i = in_words; i < predicate_bytes; i += 2)
+        store_memory(address + i, static_cast<uint16_t>(packed.word[i / 8] >> i % 8 * 8));
     return AARCH64_DECODE_OK;
 }

@@ -321,7 +321,9 @@ void check(uint32_t word, cpu_state &state) {
     });
     if (other_completed != completed)
         fail("only one of the two tiers faults", name, word);
-    if (uses && memcmp(arena, memory_after, arena_bytes) != 0)
+    // A whole register is stored in pieces, and those of the tiers differ: a fault leaves more of it or less.
+    const bool compares_memory = uses && (completed || !strstr(row->name, "Spill"));
+    if (compares_memory && memcmp(arena, memory_after, arena_bytes) != 0)
         fail("the two tiers differ in memory", name, word);
     if (!completed)
         return; // a fault leaves what it leaves in the registers
