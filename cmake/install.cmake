@@ -17,10 +17,7 @@ endif()
 
 install(TARGETS sverun DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT launcher ${unless_cross})
 if(SVE_TARGET_IS_AARCH64)
-    install(TARGETS sve_platform sve_plain LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
-    if(SVE_STATISTICS)
-        install(TARGETS sve_stats LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
-    endif()
+    install(TARGETS sve_platform ${SVE_CLIENTS} LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
     install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR})
     install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} FILES_MATCHING PATTERN "*.c")
 endif()
@@ -74,7 +71,8 @@ set(CPACK_PACKAGE_CONTACT "the developers of sverun")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "runs SVE programs on AArch64 machines without SVE")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
     "sverun runs a program that uses the AArch64 Scalable Vector Extension as a
-processor with ${SVE_VECTOR_BITS}-bit vectors does, bit for bit, and counts what it executed.
+processor with ${SVE_VECTOR_BITS}-bit vectors does, bit for bit, and counts what it executed; further
+vector lengths can be chosen.
 .
 Also here: the emulator core and its floating-point library, for programs that
 emulate instructions themselves.")
