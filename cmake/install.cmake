@@ -2,6 +2,7 @@
 #
 #   bin/sverun                  for the machine that starts programs
 #   lib/sverun/                 the AArch64 libraries that sverun puts into a program
+#   share/sverun/sverun-gdb.py  what gdb has to know of programs under sverun
 #   share/sverun/examples/      AArch64 programs to try it on, with their sources
 #   share/doc, share/man        documentation
 #   include/sve, lib            for embedders: the core and the floating-point library, for the architecture
@@ -19,6 +20,7 @@ install(TARGETS sverun DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT launcher ${
 if(SVE_TARGET_IS_AARCH64)
     install(TARGETS sve_platform ${SVE_CLIENTS} LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
     install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR})
+    install(FILES tools/sverun-gdb.py DESTINATION ${SVE_SHARE_DIR})
     install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} FILES_MATCHING PATTERN "*.c")
 endif()
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/sverun)

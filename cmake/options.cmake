@@ -41,7 +41,8 @@ endif()
 # Where sverun finds the AArch64 libraries, and where the examples are: below the prefix. They are for programs
 # only, and not for the machine's linker, so they have directories of their own.
 set(SVE_RUNTIME_DIR lib/sverun)
-set(SVE_EXAMPLES_DIR share/sverun/examples)
+set(SVE_SHARE_DIR share/sverun)
+set(SVE_EXAMPLES_DIR ${SVE_SHARE_DIR}/examples)
 set(SVE_AARCH64_BUILD ${PROJECT_SOURCE_DIR}/build/aarch64 CACHE PATH
     "Where there is no AArch64 compiler of this build's own: the build with the AArch64 files of the package")
 
