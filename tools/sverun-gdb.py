@@ -32,8 +32,8 @@ def branch_target(address):
 
 
 def site_of(pc):
-    """The address of the emulated instruction whose trampoline this is a place in, and the words from the place
-    on; (None, []) if there is none."""
+    """The address of the emulated instruction whose trampoline this is a place in, the trampoline's, and its words
+    from the place on; None if there is none."""
     words = []
     try:
         for address in range(pc, pc + 4 * LONGEST, 4):
@@ -43,10 +43,10 @@ def site_of(pc):
                 continue
             start = branch_target(target - 4)
             if start is not None and start <= pc and address - start < 4 * LONGEST:
-                return target - 4, words
+                return target - 4, start, words
     except gdb.MemoryError:
         pass
-    return None, []
+    return None
 
 
 def is_ahead(words, pair):
@@ -63,9 +63,10 @@ class Trampoline(gdb.unwinder.Unwinder):
         pc = int(frame.read_register("pc"))
         if gdb.solib_name(pc) or gdb.block_for_pc(pc):
             return None
-        site, words = site_of(pc)
-        if site is None:
+        found = site_of(pc)
+        if not found:
             return None
+        site, start, words = found
         sp = int(frame.read_register("sp"))
         # X26 to X28 are on their way between several places, and left out.
         numbers = [*range(26), 29, 30]
@@ -80,7 +81,7 @@ class Trampoline(gdb.unwinder.Unwinder):
             if loans and loans[0] & ~31 == POP:
                 registers[loans[0] & 31] = value(unsigned(sp, 8))
                 sp += 16
-        caller = frame.create_unwind_info(FrameId(value(sp), value(site)))
+        caller = frame.create_unwind_info(FrameId(value(sp), value(start)))
         for number, content in registers.items():
             caller.add_saved_register(f"x{number}", content)
         caller.add_saved_register("sp", value(sp))
@@ -99,8 +100,8 @@ class Call(gdb.unwinder.Unwinder):
             return None
         if not start <= pc < end:
             return None
-        site, _ = site_of(int(frame.read_register("x30" if pc == start else "x20")))
-        if site is None:
+        found = site_of(int(frame.read_register("x30" if pc == start else "x20")))
+        if not found:
             return None
         area = int(frame.read_register("x21"))
         state = unsigned(area + STATE, 8)
@@ -111,7 +112,7 @@ class Call(gdb.unwinder.Unwinder):
             place = area + 8 * (number - 26) if 26 <= number <= 28 else state + 8 * number
             caller.add_saved_register(f"x{number}", value(unsigned(place, 8)))
         caller.add_saved_register("sp", sp)
-        caller.add_saved_register("pc", value(site + 4))
+        caller.add_saved_register("pc", value(found[0] + 4))
         return caller
 
 

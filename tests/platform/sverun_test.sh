@@ -135,6 +135,20 @@ expect_out '7 3'
 expect_totals launched_program 3 3
 run "$sverun" --libraries --trap-every-time "$program" library
 expect_out '7 3'
+# The names of files tell what belongs to the C library.
+mkdir other
+for name in libm-2.31.so libm.so.6 libm-own.so libmine-2.31.so libmvec.so.1; do
+    cp "$(dirname "$program")/libsve_library.so" other/$name && ln -sf $name other/libsve_library.so
+    LD_LIBRARY_PATH=$PWD/other run "$sverun" --libraries "$program" library
+    case $name in
+    libm-2* | libm.so*)
+        expect_status 132
+        expect_err "sverun: illegal instruction 0x04a10000 at .* in .*/$name"
+        ;;
+    *) expect_out '7 3' ;;
+    esac
+    rm other/$name # or the C library's own is not found
+done
 
 # ---- What a program hears of the processor
 
