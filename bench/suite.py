@@ -76,7 +76,7 @@ class Suite:
         self.bits = int(re.search(r"(\d+)-bit", version)[1])
         self.prefixes = {
             EMULATED: [self.sverun],
-            UNCOUNTED: [self.sverun, "--client", str(stage / f"lib/sverun/libsve_{self.bits}.so")],
+            UNCOUNTED: [self.sverun, "--no-stats"],
             TRAPPING: [self.sverun, "--trap-every-time"],
             WITHOUT: PROCESSOR,
         }

@@ -2,6 +2,7 @@
 #
 #   bin/sverun                  for the machine that starts programs
 #   lib/sverun/                 the AArch64 libraries that sverun puts into a program
+#   share/sverun/sverun-gdb.py  what gdb has to know of programs under sverun
 #   share/sverun/examples/      AArch64 programs to try it on, with their sources
 #   share/doc, share/man        documentation
 #   include/sve, lib            for embedders: the core and the floating-point library, for the architecture
@@ -17,11 +18,9 @@ endif()
 
 install(TARGETS sverun DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT launcher ${unless_cross})
 if(SVE_TARGET_IS_AARCH64)
-    install(TARGETS sve_platform sve_plain LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
-    if(SVE_STATISTICS)
-        install(TARGETS sve_stats LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
-    endif()
+    install(TARGETS sve_platform ${SVE_CLIENTS} LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
     install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR})
+    install(FILES tools/sverun-gdb.py DESTINATION ${SVE_SHARE_DIR})
     install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} FILES_MATCHING PATTERN "*.c")
 endif()
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/sverun)
@@ -74,7 +73,8 @@ set(CPACK_PACKAGE_CONTACT "the developers of sverun")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "runs SVE programs on AArch64 machines without SVE")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
     "sverun runs a program that uses the AArch64 Scalable Vector Extension as a
-processor with ${SVE_VECTOR_BITS}-bit vectors does, bit for bit, and counts what it executed.
+processor with ${SVE_VECTOR_BITS}-bit vectors does, bit for bit, and counts what it executed; further
+vector lengths can be chosen.
 .
 Also here: the emulator core and its floating-point library, for programs that
 emulate instructions themselves.")

@@ -1,18 +1,21 @@
 # Options of the build, and the compiler flags that every target of ours shares.
 
 set(SVE_VECTOR_BITS 640 CACHE STRING "Vector length in bits: a multiple of 128 from 128 to 2048")
-if(NOT SVE_VECTOR_BITS MATCHES "^[1-9][0-9]*$" OR SVE_VECTOR_BITS GREATER 2048)
-    set(bad_vector_length TRUE)
-else()
-    math(EXPR rest "${SVE_VECTOR_BITS} % 128")
-    if(rest)
-        set(bad_vector_length TRUE)
+set(SVE_EXTRA_VECTOR_BITS 128 256 512 1024 2048 CACHE STRING
+    "Further vector lengths, for which an AArch64 build makes client libraries too; may be empty")
+function(check_vector_length option bits)
+    if(bits MATCHES "^[1-9][0-9]*$" AND NOT bits GREATER 2048)
+        math(EXPR rest "${bits} % 128")
+        if(rest EQUAL 0)
+            return()
+        endif()
     endif()
-endif()
-if(bad_vector_length)
-    message(FATAL_ERROR "SVE_VECTOR_BITS is '${SVE_VECTOR_BITS}': "
-                        "give a multiple of 128 from 128 to 2048, such as 640.")
-endif()
+    message(FATAL_ERROR "${option} has '${bits}': give multiples of 128 from 128 to 2048, such as 640.")
+endfunction()
+check_vector_length(SVE_VECTOR_BITS "${SVE_VECTOR_BITS}")
+foreach(bits IN LISTS SVE_EXTRA_VECTOR_BITS)
+    check_vector_length(SVE_EXTRA_VECTOR_BITS "${bits}")
+endforeach()
 
 set(SVE_SANITIZE OFF CACHE STRING
     "ON: build with address and undefined-behaviour sanitizers; thread: with the thread sanitizer")
@@ -28,10 +31,18 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
     set(SVE_TARGET_IS_AARCH64 TRUE)
 endif()
 
+# The lengths that this build is for, the main one first.
+set(SVE_ALL_VECTOR_BITS ${SVE_VECTOR_BITS})
+if(SVE_TARGET_IS_AARCH64)
+    list(APPEND SVE_ALL_VECTOR_BITS ${SVE_EXTRA_VECTOR_BITS})
+    list(REMOVE_DUPLICATES SVE_ALL_VECTOR_BITS)
+endif()
+
 # Where sverun finds the AArch64 libraries, and where the examples are: below the prefix. They are for programs
 # only, and not for the machine's linker, so they have directories of their own.
 set(SVE_RUNTIME_DIR lib/sverun)
-set(SVE_EXAMPLES_DIR share/sverun/examples)
+set(SVE_SHARE_DIR share/sverun)
+set(SVE_EXAMPLES_DIR ${SVE_SHARE_DIR}/examples)
 set(SVE_AARCH64_BUILD ${PROJECT_SOURCE_DIR}/build/aarch64 CACHE PATH
     "Where there is no AArch64 compiler of this build's own: the build with the AArch64 files of the package")
 
@@ -45,15 +56,18 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-# sve_flags: warnings and definitions for our own targets, not for the test library's sources.
-add_library(sve_flags INTERFACE)
-target_include_directories(sve_flags INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(sve_flags INTERFACE
+# Warnings and definitions for our own targets, not for the test library's sources. sve_flags has the vector
+# length too; sve_flags_of_any_length is for what doesn't depend on it or is told another one.
+add_library(sve_flags_of_any_length INTERFACE)
+target_include_directories(sve_flags_of_any_length INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(sve_flags_of_any_length INTERFACE
     -Wall -Wextra -Werror
     # A vector wider than the host's registers is passed within one library only.
     $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>
     # The reference functions have C names only, so that they can be looked up: who calls them is C++.
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-return-type-c-linkage>)
+add_library(sve_flags INTERFACE)
+target_link_libraries(sve_flags INTERFACE sve_flags_of_any_length)
 target_compile_definitions(sve_flags INTERFACE SVE_VECTOR_BITS=${SVE_VECTOR_BITS})
 if(SVE_SANITIZE)
     set(sanitizers address,undefined)

@@ -7,7 +7,9 @@
 #include "tools/program_file.h"
 #include "tools/refusal.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +18,7 @@
 #include <filesystem>
 #include <getopt.h>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <sys/auxv.h>
@@ -34,13 +37,15 @@ constexpr bool on_aarch64 = false;
 #endif
 constexpr unsigned long hwcap_sve = 1UL << 22; // in AT_HWCAP of AArch64
 
-const std::string client_library = "libsve_stats_" + std::to_string(SVE_VECTOR_BITS) + ".so";
-const std::string plain_client_library = "libsve_" + std::to_string(SVE_VECTOR_BITS) + ".so";
+const std::string default_vector_bits = std::to_string(SVE_VECTOR_BITS);
 
 // What the command line asks for.
 struct request {
-    std::optional<std::string> client; // in place of the client library installed with sverun
-    std::string client_args;           // words for the client library, each ended by a newline
+    std::optional<std::string> client; // in place of a client library installed with sverun
+    std::optional<std::string> vector_bits;
+    bool statistics = true;
+    bool libraries = false;
+    std::string client_args; // words for the client library, each ended by a newline
     bool trap_every_time = false;
     bool report = false;
     std::optional<profile_request> profile;
@@ -56,9 +61,14 @@ const std::string help_text =
     "Runs an AArch64 Linux program that uses SVE on a processor without SVE. The\n"
     "program must be dynamically linked.\n"
     "\n"
-    "  --client FILE      load this client library instead of " +
-    client_library +
-    "\n"
+    "  --vl BITS          run it with vectors of so many bits (default: " +
+    default_vector_bits +
+    "); --version\n"
+    "                     tells which lengths are installed\n"
+    "  --no-stats         count nothing, and print no totals: faster\n"
+    "  --libraries        emulate SVE in the program's shared libraries, too, but not in\n"
+    "                     those of the C library\n"
+    "  --client FILE      load this client library instead of an installed one\n"
     "  --client-arg WORD  hand WORD to the client library; may be given several times\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
     "                     nothing: slow, for comparison and for finding faults\n"
@@ -67,7 +77,7 @@ const std::string help_text =
     "  --profile-format=text|json|html\n"
     "                     form of the profile (default: text); the others need a FILE\n"
     "  --help             show this text\n"
-    "  --version          show the version and the vector length\n"
+    "  --version          show the version and the vector lengths\n"
     "\n"
     "On a machine that is not AArch64; elsewhere these have no effect:\n"
     "\n"
@@ -89,12 +99,58 @@ refusal usage_error(const std::string &what) {
     return {status_usage, what + "; try 'sverun --help'"};
 }
 
+// The directory of the AArch64 libraries.
+std::filesystem::path library_directory() {
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
+    return (self.parent_path() / SVERUN_LIBRARY_DIR).lexically_normal();
+}
+
+// The vector lengths for which there are client libraries whose names begin so.
+std::set<unsigned> installed_lengths(const std::string &beginning) {
+    std::set<unsigned> lengths;
+    std::error_code ignored;
+    for (const auto &entry : std::filesystem::directory_iterator(library_directory(), ignored)) {
+        const std::string name = entry.path().filename();
+        unsigned bits = 0;
+        if (name.starts_with(beginning) &&
+            std::from_chars(name.data() + beginning.size(), name.data() + name.size(), bits).ec ==
+                std::errc())
+            lengths.insert(bits);
+    }
+    return lengths;
+}
+
+std::string text_of(const std::set<unsigned> &lengths) {
+    std::string list;
+    for (const unsigned bits : lengths)
+        list += (list.empty() ? "" : ", ") + std::to_string(bits);
+    return list.empty() ? "none" : list;
+}
+
+// Path of the installed client library that the command line asks for.
+std::string installed_client(const request &request) {
+    const std::string beginning = request.statistics ? "libsve_stats_" : "libsve_";
+    const std::string bits = request.vector_bits.value_or(default_vector_bits);
+    if (request.vector_bits) {
+        const std::set<unsigned> lengths = installed_lengths(beginning);
+        if (std::ranges::none_of(lengths, [&](unsigned n) { return std::to_string(n) == bits; }))
+            throw refusal(status_not_found, "--vl=" + bits +
+                                                ": no client library of that length is "
+                                                "installed; there are: " +
+                                                text_of(lengths));
+    }
+    return library_directory() / (beginning + bits + ".so");
+}
+
 request parse_command_line(int argc, char **argv) {
     enum {
         help = 256,
         version,
         client,
         client_arg,
+        vl,
+        no_stats,
+        libraries,
         trap_every_time,
         report,
         profile,
@@ -108,6 +164,9 @@ request parse_command_line(int argc, char **argv) {
         {"version", no_argument, nullptr, version},
         {"client", required_argument, nullptr, client},
         {"client-arg", required_argument, nullptr, client_arg},
+        {"vl", required_argument, nullptr, vl},
+        {"no-stats", no_argument, nullptr, no_stats},
+        {"libraries", no_argument, nullptr, libraries},
         {"trap-every-time", no_argument, nullptr, trap_every_time},
         {"report", no_argument, nullptr, report},
         {"profile", optional_argument, nullptr, profile},
@@ -130,8 +189,9 @@ request parse_command_line(int argc, char **argv) {
         case help:
             show_and_exit(help_text);
         case version:
-            show_and_exit("sverun " SVERUN_VERSION " (" + std::to_string(SVE_VECTOR_BITS) +
-                          "-bit vectors)\n");
+            show_and_exit("sverun " SVERUN_VERSION " (" + default_vector_bits +
+                          "-bit vectors; installed lengths: " +
+                          text_of(installed_lengths("libsve_stats_")) + ")\n");
         case client:
             request.client = optarg;
             break;
@@ -139,6 +199,15 @@ request parse_command_line(int argc, char **argv) {
             if (std::strchr(optarg, '\n'))
                 throw usage_error("a word for the client library can't have a line break");
             request.client_args += std::string(optarg) + '\n';
+            break;
+        case vl:
+            request.vector_bits = optarg;
+            break;
+        case no_stats:
+            request.statistics = false;
+            break;
+        case libraries:
+            request.libraries = true;
             break;
         case trap_every_time:
             request.trap_every_time = true;
@@ -183,6 +252,11 @@ request parse_command_line(int argc, char **argv) {
             throw usage_error("--profile-format=" + *format + " needs --profile=FILE");
         request.profile->format = *format;
     }
+    if (request.client && (request.vector_bits || !request.statistics))
+        throw usage_error(
+            "--client names the client library itself; leave out --vl and --no-stats");
+    if (request.profile && !request.statistics)
+        throw usage_error("--profile needs what --no-stats leaves out");
     if (optind >= argc)
         throw usage_error("no program given");
     request.command.assign(argv + optind, argv + argc);
@@ -274,19 +348,21 @@ void require_loader(const std::string &program, const std::string &loader,
     const std::string program = find_program(request.command[0]);
     const std::string loader = loader_of_program(program);
 
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe");
-    const std::filesystem::path installed =
-        (self.parent_path() / SVERUN_LIBRARY_DIR).lexically_normal();
-    const std::string preload = preload_list(library(installed / "libsve_platform.so"));
-    const std::string client = library(request.client.value_or(installed / client_library));
+    const std::string preload = preload_list(library(library_directory() / "libsve_platform.so"));
+    const std::string client =
+        library(request.client ? *request.client : installed_client(request));
     require_library(client);
-    if (request.profile && std::filesystem::path(client).filename() == plain_client_library)
+    const std::string client_name = std::filesystem::path(client).filename();
+    if (request.profile && client_name.starts_with("libsve_") &&
+        !client_name.starts_with("libsve_stats_"))
         throw usage_error("--profile needs a client library that counts, unlike " + client);
 
     // Under a processor emulator the platform library takes these, and itself, out of the program's
     // environment again: what the program starts are this machine's own programs.
     std::vector<std::string> environment = inherited_environment(on_aarch64);
     environment.push_back("SVERUN_CLIENT=" + client);
+    if (request.libraries)
+        environment.push_back("SVERUN_LIBRARIES=1");
     if (request.trap_every_time)
         environment.push_back("SVERUN_TRAP_EVERY_TIME=1");
     if (request.report)

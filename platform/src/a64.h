@@ -121,4 +121,9 @@ constexpr bool is_undefined(word_t word) {
     return group == 0b0000 || group == 0b0001 || group == 0b0011;
 }
 
+// True for words of SVE's group, whether they are instructions or not.
+constexpr bool is_in_sve_space(word_t word) {
+    return (word >> 25 & 0xf) == 0b0010;
+}
+
 } // namespace platform::a64

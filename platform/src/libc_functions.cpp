@@ -6,6 +6,7 @@
 namespace platform {
 
 static libc_functions functions;
+static std::atomic<bool> found;
 
 template <class Function>
 static void find(Function *&function, const char *name) {
@@ -13,7 +14,6 @@ static void find(Function *&function, const char *name) {
 }
 
 const libc_functions &libc() {
-    static std::atomic<bool> found;
     if (!found.load(std::memory_order_acquire)) {
         find(functions.pthread_sigmask, "pthread_sigmask");
         find(functions.sigprocmask, "sigprocmask");
@@ -26,9 +26,15 @@ const libc_functions &libc() {
         find(functions.pselect, "pselect");
         find(functions.epoll_pwait, "epoll_pwait");
         find(functions.epoll_pwait2, "epoll_pwait2");
+        find(functions.getauxval, "getauxval");
+        find(functions.prctl, "prctl");
         found.store(true, std::memory_order_release);
     }
     return functions;
+}
+
+bool libc_is_known() {
+    return found.load(std::memory_order_acquire);
 }
 
 } // namespace platform

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/auxv.h>
 #include <sys/epoll.h>
 #include <sys/select.h>
 #include <time.h>
@@ -24,10 +25,15 @@ struct libc_functions {
     decltype(&::pselect) pselect;
     decltype(&::epoll_pwait) epoll_pwait;
     int (*epoll_pwait2)(int, epoll_event *, int, const timespec *, const sigset_t *);
+    decltype(&::getauxval) getauxval;
+    int (*prctl)(int, ...);
 };
 
 // Found when they are first needed, which the start makes sure is not in a signal handler. A
 // function that the library at hand doesn't have is null; no program can call it then.
 const libc_functions &libc();
+
+// Whether they have been found.
+bool libc_is_known();
 
 } // namespace platform

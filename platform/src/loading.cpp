@@ -75,11 +75,10 @@ a64::word_t *make_jump(uintptr_t entry, void *target) {
 
 heap_diverted::heap_diverted() {
     static_assert(std::size(functions) == function_count);
-    const module_record *program = main_module();
     for (unsigned i = 0; i < function_count; i++) {
         diversion &d = diversions_[i];
         d.entry = reinterpret_cast<uintptr_t>(dlsym(RTLD_DEFAULT, functions[i].name));
-        if (!program || d.entry < program->start || d.entry >= program->end) {
+        if (!d.entry || !is_emulated_code(d.entry)) {
             d.entry = 0;
             continue;
         }

@@ -10,9 +10,9 @@
 namespace platform {
 
 // A program may bring its own malloc, and the loader uses it. Its instructions can't be emulated
-// until the client is there; so for the time of this scope, calls of the executable's malloc,
-// calloc, realloc and free go to a small heap of the platform's. What is taken from that is for
-// good: it belongs to the client. Only with one thread.
+// until the client is there; so for the time of this scope, calls of malloc, calloc, realloc and
+// free go to a small heap of the platform's if they are emulated code. What is taken from that is
+// for good: it belongs to the client. Only with one thread.
 class heap_diverted {
 public:
     heap_diverted();

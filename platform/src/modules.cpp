@@ -1,6 +1,7 @@
 #include "platform/src/modules.h"
 
 #include "platform/include/dr_api.h"
+#include "platform/src/features.h"
 #include "platform/src/mappings.h"
 #include "platform/src/memory.h"
 
@@ -8,6 +9,7 @@
 #include <climits>
 #include <cstring>
 #include <elf.h>
+#include <iterator>
 #include <sys/auxv.h>
 
 namespace platform {
@@ -51,8 +53,8 @@ static bool main_is_guarded;
 // Whether the executable's notes ask for branch target identification.
 static bool asks_for_guard() {
     constexpr unsigned feature_1_and = 0xc0000000, bti = 1; // of the AArch64 processor's ELF
-    const auto *segments = reinterpret_cast<const Elf64_Phdr *>(getauxval(AT_PHDR));
-    const size_t count = getauxval(AT_PHNUM);
+    const auto *segments = reinterpret_cast<const Elf64_Phdr *>(true_auxiliary_value(AT_PHDR));
+    const size_t count = true_auxiliary_value(AT_PHNUM);
     uintptr_t bias = 0;
     for (size_t i = 0; i < count; i++)
         if (segments[i].p_type == PT_PHDR)
@@ -72,9 +74,9 @@ static bool asks_for_guard() {
 
 void find_main_module() {
     constexpr unsigned long processor_guards = 1 << 17; // in AT_HWCAP2
-    if (!find_by_mappings(getauxval(AT_PHDR), main_record, main_path))
+    if (!find_by_mappings(true_auxiliary_value(AT_PHDR), main_record, main_path))
         main_record = {};
-    main_is_guarded = (getauxval(AT_HWCAP2) & processor_guards) && asks_for_guard();
+    main_is_guarded = (true_auxiliary_value(AT_HWCAP2) & processor_guards) && asks_for_guard();
 }
 
 bool is_guarded(uintptr_t address) {
@@ -91,6 +93,78 @@ bool find_module(uintptr_t address, module_record &record, char *path) {
 
 const module_record *main_module() {
     return main_record.start ? &main_record : nullptr;
+}
+
+// ---- Libraries ----------------------------------------------------------------------------------
+
+static bool libraries_emulated;
+
+// Where the platform and the client start.
+static uintptr_t own_modules[2];
+
+void emulate_libraries() {
+    libraries_emulated = true;
+}
+
+bool libraries_are_emulated() {
+    return libraries_emulated;
+}
+
+void note_own_module(const void *code) {
+    char path[PATH_MAX] = "";
+    module_record record = {};
+    if (find_by_mappings(reinterpret_cast<uintptr_t>(code), record, path))
+        *std::find(std::begin(own_modules), std::end(own_modules) - 1, 0) = record.start;
+}
+
+// The libraries of the C library, which the platform and the client stand on. Not the one of vector
+// functions: those for SVE consist of it.
+static bool is_of_c_library(const char *path) {
+    static constexpr const char *sonames[] = {
+        "ld-linux-aarch64.so.1",
+        "libBrokenLocale.so.1",
+        "libanl.so.1",
+        "libc.so.6",
+        "libc_malloc_debug.so.0",
+        "libdl.so.2",
+        "libm.so.6",
+        "libmemusage.so",
+        "libnsl.so.1",
+        "libnss_compat.so.2",
+        "libnss_dns.so.2",
+        "libnss_files.so.2",
+        "libnss_hesiod.so.2",
+        "libpcprofile.so",
+        "libpthread.so.0",
+        "libresolv.so.2",
+        "librt.so.1",
+        "libthread_db.so.1",
+        "libutil.so.1",
+    };
+    const char *slash = std::strrchr(path, '/');
+    const char *name = slash ? slash + 1 : path;
+    // Older releases have files like libc-2.31.so behind these names.
+    const size_t stem = std::strcspn(name, "-.");
+    const bool has_release = name[stem] == '-' && name[stem + 1] == '2' && name[stem + 2] == '.';
+    for (const char *soname : sonames)
+        if (std::strcmp(name, soname) == 0 || (has_release && std::strcspn(soname, "-.") == stem &&
+                                               std::strncmp(name, soname, stem) == 0))
+            return true;
+    return false;
+}
+
+bool is_program_library(const module_record &module) {
+    return module.start != main_record.start &&
+           std::find(std::begin(own_modules), std::end(own_modules), module.start) ==
+               std::end(own_modules) &&
+           !is_of_c_library(module.path);
+}
+
+bool is_emulated_code(uintptr_t address) {
+    char path[PATH_MAX] = "";
+    module_record record = {};
+    return !find_module(address, record, path) || record.start == main_record.start ||
+           (libraries_emulated && is_program_library(record));
 }
 
 } // namespace platform
@@ -124,10 +198,15 @@ module_data_t *dr_get_main_module() {
     return record ? copy(*record) : nullptr;
 }
 
+// A client leaves the code of modules other than the main one alone. So libraries that are to be emulated are no
+// modules to it.
 module_data_t *dr_lookup_module(byte *pc) {
     char path[PATH_MAX] = "";
     module_record record = {};
-    return find_module(reinterpret_cast<uintptr_t>(pc), record, path) ? copy(record) : nullptr;
+    if (!find_module(reinterpret_cast<uintptr_t>(pc), record, path) ||
+        (libraries_emulated && is_program_library(record)))
+        return nullptr;
+    return copy(record);
 }
 
 void dr_free_module_data(module_data_t *data) {

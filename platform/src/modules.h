@@ -24,4 +24,18 @@ bool is_guarded(uintptr_t address);
 // be what the record's path points to.
 bool find_module(uintptr_t address, module_record &record, char *path);
 
+// Have SVE emulated in the program's libraries, too.
+void emulate_libraries();
+bool libraries_are_emulated();
+
+// `code` belongs to the platform or the client. Once for each.
+void note_own_module(const void *code);
+
+// Whether a module is neither the executable nor the platform's, the client's or the C library's.
+bool is_program_library(const module_record &module);
+
+// Whether SVE is emulated in the code at an address: the executable's, code in no module, and that of
+// the program's libraries if it is asked for.
+bool is_emulated_code(uintptr_t address);
+
 } // namespace platform

@@ -36,8 +36,11 @@ void say_fatal_instruction(uintptr_t pc) {
     const bool known = find_module(pc, module, path);
     a64::word_t word;
     std::memcpy(&word, reinterpret_cast<const void *>(pc), sizeof word);
-    say("illegal instruction 0x%08x at %p, which is not emulated, in %s", word,
-        reinterpret_cast<void *>(pc), known ? module.path : "no module");
+    const bool library = known && a64::is_in_sve_space(word) && !libraries_are_emulated() &&
+                         is_program_library(module);
+    say("illegal instruction 0x%08x at %p, which is not emulated, in %s%s", word,
+        reinterpret_cast<void *>(pc), known ? module.path : "no module",
+        library ? "; sverun --libraries emulates SVE in libraries" : "");
 }
 
 // Does what the kernel does where there is no handler: nothing, or the end of the process. Only for

@@ -7,12 +7,14 @@
 //     LD_PRELOAD             this library, before what the user had there
 //     SVERUN_CLIENT          the client library; without it the one beside this library
 //     SVERUN_CLIENT_ARGS     words for the client, each ended by a newline
+//     SVERUN_LIBRARIES       set: SVE is emulated in the program's libraries, too
 //     SVERUN_TRAP_EVERY_TIME set: sites are never rewritten
 //     SVERUN_REPORT          set: what the platform has done is told at the end
 //     SVERUN_FOLLOW          set: all of this stays in the environment
 
 #include "platform/src/start.h"
 #include "platform/include/dr_api.h"
+#include "platform/src/features.h"
 #include "platform/src/loading.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
@@ -127,21 +129,31 @@ void load_client(const char *client_path, const char *words) {
         1,
         {client_path}};
     split_arguments(client, words);
+    note_own_module(reinterpret_cast<const void *>(client.main));
 
     run_on_platform_stack([&client] {
         client.main(0, client.argc, client.argv);
         need_thread_state();
     });
+    // Beside the interface: a client of any file has it right, which the launcher can't know.
+    if (const void *bytes = dlsym(library, "client_vector_bytes"))
+        announce_vectors(*static_cast<const unsigned *>(bytes));
 }
 
 } // namespace
 
+static bool started;
+
+void platform::start_platform_for_libraries() {
+    if (!started && getenv("SVERUN_LIBRARIES"))
+        start_platform();
+}
+
 void platform::start_platform() {
-    static bool started;
     if (started)
         return;
     started = true;
-    if (getauxval(AT_HWCAP) & HWCAP_SVE)
+    if (true_auxiliary_value(AT_HWCAP) & HWCAP_SVE)
         refuse(126, "this processor has SVE: run the program directly");
 
     const char *own = own_path();
@@ -157,6 +169,8 @@ void platform::start_platform() {
     if (!client_path)
         client_path = beside;
     const char *words = take_variable("SVERUN_CLIENT_ARGS", follow);
+    if (take_variable("SVERUN_LIBRARIES", follow))
+        emulate_libraries();
     if (take_variable("SVERUN_TRAP_EVERY_TIME", follow))
         set_trap_every_time();
     if (take_variable("SVERUN_REPORT", follow))
@@ -165,6 +179,7 @@ void platform::start_platform() {
         clean_preload(own);
 
     find_main_module();
+    note_own_module(reinterpret_cast<const void *>(&start_platform));
     start_thread_support();
     start_signal_support();
 

@@ -6,4 +6,7 @@ namespace platform {
 // before this library's constructor: another library's may call the program's malloc.
 void start_platform();
 
+// The same, but only if the program's libraries are to be emulated.
+void start_platform_for_libraries();
+
 } // namespace platform

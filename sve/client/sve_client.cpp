@@ -28,6 +28,10 @@ app_pc sve::client::exe_start;
 int sve::client::tls_idx;
 uint64_t sve::client::aarch64_instr_count;
 
+// A platform may tell the program so. Beside the interface: what doesn't know it doesn't look for it.
+DR_EXPORT extern const unsigned client_vector_bytes;
+const unsigned client_vector_bytes = sve_vector_bytes;
+
 void sve::library_loaded() {
     SVEInitialize();
 }

@@ -1,14 +1,19 @@
 // What the tests of the launcher run. The first argument says what it does.
 #define _GNU_SOURCE
 #include <arm_neon.h>
+#include <errno.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/auxv.h>
+#include <sys/prctl.h>
 #include <ucontext.h>
 #include <unistd.h>
 
-uint32x4_t library_add(uint32x4_t a, uint32x4_t b); // of the shared library
+// Of the shared library.
+uint32x4_t library_add(uint32x4_t a, uint32x4_t b);
+void library_asks(int *has_sve, int *vector_bytes);
 
 // One block of two sites and two other instructions, run `count` times.
 static uint32_t add_pairs(uint64_t count) {
@@ -60,6 +65,29 @@ int main(int argc, char **argv) {
             sigaction(SIGILL, &action, NULL);
         const uint32_t sum = vgetq_lane_u32(library_add(vdupq_n_u32(3), vdupq_n_u32(4)), 0);
         printf("%u %u\n", sum, add_pairs(1));
+    } else if (strcmp(what, "asks") == 0) {
+        int library_has_sve, library_bytes;
+        library_asks(&library_has_sve, &library_bytes);
+        const int bytes = prctl(PR_SVE_GET_VL);
+        printf("%d %d, library %d %d\n", (getauxval(AT_HWCAP) & HWCAP_SVE) != 0, bytes,
+               library_has_sve, library_bytes);
+    } else if (strcmp(what, "flags") == 0) {
+        // What a processor with this one length answers; a flag for execve changes nothing now.
+        const unsigned long bytes = (unsigned long)prctl(PR_SVE_GET_VL);
+        const unsigned long requests[] = {bytes,
+                                          16,
+                                          8192,
+                                          bytes | PR_SVE_VL_INHERIT,
+                                          bytes | PR_SVE_VL_INHERIT | PR_SVE_SET_VL_ONEXEC,
+                                          0,
+                                          bytes + 4,
+                                          8192 + 16,
+                                          bytes | 1 << 16};
+        for (unsigned i = 0; i < sizeof requests / sizeof *requests; i++) {
+            errno = 0;
+            const int answer = prctl(PR_SVE_SET_VL, requests[i]);
+            printf("%x %d %x,", (unsigned)answer, errno == EINVAL, (unsigned)prctl(PR_SVE_GET_VL));
+        }
     }
     return 0;
 }

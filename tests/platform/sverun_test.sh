@@ -124,11 +124,67 @@ expect_status 7
 run "$sverun" "$program" library
 expect_status 132
 expect_out ""
-expect_err 'sverun: illegal instruction 0x04a10000 at 0x[0-9a-f]+, .* in .*/libsve_library\.so'
+expect_err 'sverun: illegal instruction 0x04a10000 at 0x[0-9a-f]+, .* in .*/libsve_library\.so; .*--libraries.*'
 run "$sverun" "$program" library 1
 expect_status 0
 expect_out $'signal 4 1\n3 3'
 expect_totals launched_program 2 2
+run "$sverun" --libraries "$program" library
+expect_status 0
+expect_out '7 3'
+expect_totals launched_program 3 3
+run "$sverun" --libraries --trap-every-time "$program" library
+expect_out '7 3'
+# The names of files tell what belongs to the C library.
+mkdir other
+for name in libm-2.31.so libm.so.6 libm-own.so libmine-2.31.so libmvec.so.1; do
+    cp "$(dirname "$program")/libsve_library.so" other/$name && ln -sf $name other/libsve_library.so
+    LD_LIBRARY_PATH=$PWD/other run "$sverun" --libraries "$program" library
+    case $name in
+    libm-2* | libm.so*)
+        expect_status 132
+        expect_err "sverun: illegal instruction 0x04a10000 at .* in .*/$name"
+        ;;
+    *) expect_out '7 3' ;;
+    esac
+    rm other/$name # or the C library's own is not found
+done
+
+# ---- What a program hears of the processor
+
+bytes=$("$sverun" --version | sed -E 's/.*\(([0-9]+)-bit.*/\1 \/ 8/') && bytes=$((bytes))
+run "$sverun" "$program" asks
+expect_out "1 $bytes, library 0 -1"
+run "$sverun" --libraries "$program" asks
+expect_out "1 $bytes, library 1 $bytes"
+run "$sverun" --client "$client" "$program" asks
+expect_out "1 $bytes, library 0 -1"
+run "$sverun" "$program" flags
+hex=$(printf %x $bytes) hex_and_flag=$(printf %x $((bytes | 1 << 17)))
+expect_out "$hex 0 $hex,$hex 0 $hex,$hex 0 $hex,$hex_and_flag 0 $hex_and_flag,$hex_and_flag 0 $hex_and_flag,$(
+    for _ in 1 2 3 4; do printf 'ffffffff 1 %s,' "$hex_and_flag"; done)"
+
+# ---- Installed client libraries
+
+lengths=$("$sverun" --version | sed -E 's/.*: (.*)\)/\1/')
+[[ $lengths =~ ^[0-9]+(,\ [0-9]+)*$ ]] || { what=--version fail "installed lengths '$lengths'"; }
+for length in ${lengths//,/}; do
+    run "$sverun" --vl "$length" "$program" asks
+    expect_out "1 $((length / 8)), library 0 -1"
+    run "$sverun" --no-stats --vl "$length" "$program" pairs 10
+    expect_status 0
+    expect_out 30
+    [[ ! -s err ]] || fail "totals, or another word on standard error"
+done
+run "$sverun" --no-stats "$program" asks
+expect_out "1 $bytes, library 0 -1"
+for length in 384 0256 -128 many '' ../../lib/sverun/libsve_stats_128; do
+    refuses 127 "--vl=$length: no client library of that length is installed; there are: $lengths" \
+        "$sverun" --vl="$length" "$program" pairs 1
+done
+for option in --vl=256 --no-stats; do
+    refuses 2 "--client names the client library itself; .*" "$sverun" $option --client "$client" "$program"
+done
 
 # ---- Clients
 

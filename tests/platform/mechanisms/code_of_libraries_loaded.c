@@ -1,0 +1,20 @@
+// What code_of_libraries loads, built for two values of NUMBER: the same code but for one word of SVE.
+#include <stdint.h>
+
+__attribute__((visibility("default"))) uint32_t add_number(uint32_t value);
+static uint32_t started;
+
+#define TEXT(number) #number
+#define ADD(number)                                                                                \
+    ".arch_extension sve\n\tdup z0.s, %w1\n\tadd z0.s, z0.s, #" TEXT(number) "\n\tumov %w0, "      \
+                                                                             "v0.s[3]"
+
+uint32_t add_number(uint32_t value) {
+    uint32_t result;
+    __asm__(ADD(NUMBER) : "=r"(result) : "r"(value) : "v0");
+    return result + started;
+}
+
+__attribute__((constructor)) static void start(void) {
+    started = add_number(100);
+}

@@ -1,0 +1,120 @@
+# Frames of a program under sverun, for gdb:  source sverun-gdb.py
+#
+# An emulated instruction is a branch to a trampoline, which has no unwind information and no symbol. With these
+# unwinders its caller is the function that has the instruction, as if the instruction were a call: `next`,
+# `finish` and backtraces work, also from a stop inside the emulator. SIGILL is how an instruction is met for the
+# first time; gdb passes it on without a word.
+import gdb
+import gdb.unwinder
+
+gdb.execute("handle SIGILL nostop noprint pass", to_string=True)
+
+LONGEST = 512  # words of a trampoline, by far
+BLR_X16 = 0xD63F0200  # the call in it
+PUSH, POP = 0xF81F0FE0, 0xF84107E0  # of a borrowed register, which is to be added
+STP_29_30, LDP_20_21, LDP_29_30 = 0xA9007B7D, 0xA9405774, 0xA9407B7D  # to and from [x27, ...]
+STATE, STATE_SP = 32, 31 * 8  # bytes: the pointer to the state in x21's thread area, SP in the state
+
+
+def unsigned(address, size):
+    return int.from_bytes(gdb.selected_inferior().read_memory(address, size), "little")
+
+
+def value(number):
+    return gdb.Value(number).cast(gdb.lookup_type("unsigned long"))
+
+
+def branch_target(address):
+    """Where the unconditional branch at an address leads to; None if there is none."""
+    word = unsigned(address, 4)
+    distance = word & 0x3FFFFFF
+    return address + 4 * (distance - (distance >> 25 << 26)) if word >> 26 == 5 else None
+
+
+def site_of(pc):
+    """The address of the emulated instruction whose trampoline this is a place in, the trampoline's, and its words
+    from the place on; None if there is none."""
+    words = []
+    try:
+        for address in range(pc, pc + 4 * LONGEST, 4):
+            words.append(unsigned(address, 4))
+            target = branch_target(address)
+            if target is None or abs(target - address) < 4 * LONGEST:
+                continue
+            start = branch_target(target - 4)
+            if start is not None and start <= pc and address - start < 4 * LONGEST:
+                return target - 4, start, words
+    except gdb.MemoryError:
+        pass
+    return None
+
+
+def is_ahead(words, pair):
+    return any(word & 0xFFC07FFF == pair for word in words)
+
+
+class FrameId:
+    def __init__(self, sp, pc):
+        self.sp, self.pc = sp, pc
+
+
+class Trampoline(gdb.unwinder.Unwinder):
+    def __call__(self, frame):
+        pc = int(frame.read_register("pc"))
+        if gdb.solib_name(pc) or gdb.block_for_pc(pc):
+            return None
+        found = site_of(pc)
+        if not found:
+            return None
+        site, start, words = found
+        sp = int(frame.read_register("sp"))
+        # X26 to X28 are on their way between several places, and left out.
+        numbers = [*range(26), 29, 30]
+        if not is_ahead(words, STP_29_30) and is_ahead(words, LDP_29_30):
+            state = int(frame.read_register("x27"))
+            if BLR_X16 not in words and is_ahead(words, LDP_20_21):
+                state = unsigned(int(frame.read_register("x21")) + STATE, 8)
+            registers = {number: value(unsigned(state + 8 * number, 8)) for number in numbers}
+        else:
+            registers = {number: frame.read_register(f"x{number}") for number in numbers}
+            loans = [word for word in words if word & ~31 in (PUSH, POP)]
+            if loans and loans[0] & ~31 == POP:
+                registers[loans[0] & 31] = value(unsigned(sp, 8))
+                sp += 16
+        caller = frame.create_unwind_info(FrameId(value(sp), value(start)))
+        for number, content in registers.items():
+            caller.add_saved_register(f"x{number}", content)
+        caller.add_saved_register("sp", value(sp))
+        caller.add_saved_register("pc", value(site + 4))
+        return caller
+
+
+class Call(gdb.unwinder.Unwinder):
+    """The function of the platform that calls the client on its own stack."""
+
+    def __call__(self, frame):
+        pc = int(frame.read_register("pc"))
+        try:
+            start, end = (int(gdb.parse_and_eval(f"(long)&sve_platform_call{which}")) for which in ("", "_end"))
+        except gdb.error:
+            return None
+        if not start <= pc < end:
+            return None
+        found = site_of(int(frame.read_register("x30" if pc == start else "x20")))
+        if not found:
+            return None
+        area = int(frame.read_register("x21"))
+        state = unsigned(area + STATE, 8)
+        sp = value(unsigned(state + STATE_SP, 8))
+        caller = frame.create_unwind_info(FrameId(frame.read_register("sp"), value(start)))
+        for number in range(31):
+            # X26 to X28 are in the spill slots, at the beginning of the area.
+            place = area + 8 * (number - 26) if 26 <= number <= 28 else state + 8 * number
+            caller.add_saved_register(f"x{number}", value(unsigned(place, 8)))
+        caller.add_saved_register("sp", sp)
+        caller.add_saved_register("pc", value(found[0] + 4))
+        return caller
+
+
+for unwinder in (Trampoline("sverun trampoline"), Call("sverun call")):
+    gdb.unwinder.register_unwinder(None, unwinder, replace=True)
