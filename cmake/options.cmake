@@ -19,6 +19,9 @@ endforeach()
 
 set(SVE_SANITIZE OFF CACHE STRING
     "ON: build with address and undefined-behaviour sanitizers; thread: with the thread sanitizer")
+if(NOT SVE_SANITIZE MATCHES "^(ON|OFF|thread)$")
+    message(FATAL_ERROR "SVE_SANITIZE is '${SVE_SANITIZE}': give ON, OFF or thread.")
+endif()
 option(SVE_STATISTICS "Build, beside the client library that doesn't count, the one that counts instructions" ON)
 set(SVE_PLATFORM builtin CACHE STRING
     "Platform that the client library is built for: builtin, or dynamorio (an installed one)")
