@@ -5,47 +5,14 @@
 #
 # PROGRAM is profiled_program.cpp; FIXED_PROGRAM is the same, linked to a fixed address.
 set -u
-ulimit -c 0
 sverun=$1 program=$2 fixed_program=$3 strip=$4 client=$5
 source_file=$(dirname "$0")/profiled_program.cpp
 for file in "$sverun" "$program" "$fixed_program" "$client" "$source_file"; do
     [[ -e $file ]] || { echo "$file is missing" && exit 1; }
 done
-directory=$(mktemp -d)
-trap 'rm -rf "$directory"' EXIT
-cd "$directory" || exit 1
-failures=0 checks=0 skips=0
+# shellcheck source=checks.sh
+source "$(dirname "$0")/checks.sh"
 
-fail() {
-    echo "FAILED: $what: $1"
-    head -n 30 err | sed 's/^/    stderr: /'
-    failures=$((failures + 1))
-}
-run() { # COMMAND...
-    what=$*
-    "$@" >out 2>err
-    status=$?
-}
-expect_status() {
-    checks=$((checks + 1))
-    [[ $status == "$1" ]] || fail "status $status, not $1"
-}
-# expect FILE PATTERN: one line of the file matches the extended regular expression, whole.
-expect() {
-    checks=$((checks + 1))
-    [[ $(grep -cxE -e "$2" "$1") == 1 ]] || fail "not one line of $1 is '$2'"
-}
-# expect_no FILE PATTERN: no part of a line matches.
-expect_no() {
-    checks=$((checks + 1))
-    [[ -e $1 ]] && ! grep -qE -e "$2" "$1" || fail "$1 is missing or has '$2'"
-}
-refuses() { # STATUS PATTERN COMMAND...: one line says why, and nothing is started.
-    run "${@:3}"
-    expect_status "$1"
-    expect err "sverun: $2"
-    [[ $(wc -l <err) == 1 ]] || fail "more than one line of standard error"
-}
 line_of() { # FUNCTION
     echo $(($(grep -n "// mark of $1\$" "$source_file" | cut -d: -f1) + 1))
 }
@@ -236,5 +203,4 @@ run "$sverun" --client-arg -profile --client-arg /missing/file "$program" functi
 expect_status 0
 expect err "The profile can't be written to /missing/file: No such file or directory"
 
-echo "$checks checks, $failures failed, $skips skipped"
-[[ $failures == 0 ]]
+finish

@@ -5,56 +5,19 @@
 #
 # PROGRAM is launched_program.c, in its build directory with its library.
 set -u
-ulimit -c 0
 sverun=$1 program=$2 static_program=$3 client=$4
 for file in "$@"; do
     [[ -e $file ]] || { echo "$file is missing" && exit 1; }
 done
-directory=$(mktemp -d)
-trap 'rm -rf "$directory"' EXIT
-cd "$directory" || exit 1
-failures=0 checks=0 skips=0
+# shellcheck source=checks.sh
+source "$(dirname "$0")/checks.sh"
 
-fail() {
-    echo "FAILED: $what: $1"
-    sed 's/^/    stdout: /' out | head -n 5
-    sed 's/^/    stderr: /' err | head -n 5
-    failures=$((failures + 1))
-}
-skip() {
-    echo "SKIPPED: $1"
-    skips=$((skips + 1))
-}
-# run COMMAND...: keeps its status, and its streams in the files out and err.
-run() {
-    what=$*
-    "$@" >out 2>err
-    status=$?
-}
-expect_status() {
-    checks=$((checks + 1))
-    [[ $status == "$1" ]] || fail "status $status, not $1"
-}
-expect_out() {
-    checks=$((checks + 1))
-    [[ $(cat out) == "$1" ]] || fail "standard output is not '$1'"
-}
-# expect_err PATTERN: one line of standard error matches the extended regular expression, whole.
 expect_err() {
-    checks=$((checks + 1))
-    [[ $(grep -cxE -e "$1" err) == 1 ]] || fail "not one line of standard error is '$1'"
+    expect err "$1"
 }
 expect_totals() {
     expect_err "$1: $2 SVE instructions executed"
     expect_err "$1: $3 Non-SVE AArch64 instructions executed"
-}
-# refuses STATUS PATTERN COMMAND...: one line says why, and nothing is started.
-refuses() {
-    run "${@:3}"
-    expect_status "$1"
-    expect_out ""
-    expect_err "sverun: $2"
-    [[ $(wc -l <err) == 1 ]] || fail "more than one line of standard error"
 }
 
 # ---- What the program has for its own
@@ -295,5 +258,4 @@ else
         "$sverun" --cpu max "$program" pairs 1
 fi
 
-echo "$checks checks, $failures failed, $skips skipped"
-[[ $failures == 0 ]]
+finish
