@@ -15,7 +15,6 @@
 #include "sve/core/predicate_bits.h"
 
 #include <algorithm>
-#include <iterator>
 #include <type_traits>
 
 namespace sve {
@@ -33,17 +32,6 @@ T element_of(const VecT &vector, unsigned element) {
 template <class T, class Scalar>
 const Scalar &element_of(const Scalar &scalar, unsigned) {
     return scalar;
-}
-
-// The doubleword of a vector that each element of type T lies in, as an operand with the sign of T.
-template <class T>
-struct wide_elements {
-    const VecT &vector;
-};
-template <class T>
-auto element_of(const wide_elements<T> &wide, unsigned element) {
-    using Wide = std::conditional_t<std::is_signed_v<T>, int64_t, uint64_t>;
-    return wide.vector.template get<Wide>(element * sizeof(T) / sizeof(Wide));
 }
 
 // An operand whose element e is f(e).
@@ -113,22 +101,28 @@ VecT merge_blocks(const CpuContext *context, const VecT &old, const PredV &pg, O
     return result;
 }
 
-// The predicate that is true, in the first bit of element e, where `pg` is and relation(operand
-// elements e…) holds; all its other bits are 0. For relations that do nothing but tell.
+// The predicate that is true, in the first bit of each element of type T, where `pg` is and the element in the
+// chunk holds(block) is all ones; all its other bits are 0. An element that is not all ones is 0.
+template <class T, class Holds>
+PredV active_where(const CpuContext *context, const PredV &pg, Holds holds) {
+    PredV result = {};
+    for (unsigned w = 0, block = 0, count = block_count(context); block < count; w++) {
+        uint64_t bits = 0;
+        for (unsigned at = 0; at < 64 && block < count; at += 16, block++)
+            bits |= uint64_t{pack_16(reinterpret_cast<chunk<uint8_t>>(holds(block)))} << at;
+        result.word[w] = bits & pg.word[w] & first_bits_of_elements<T>;
+    }
+    return result;
+}
+
+// The same where relation(operand elements e…) holds. For relations that do nothing but tell.
 template <class T, class Relation, class... Operand>
 PredV compare_blocks(const CpuContext *context, const PredV &pg, Relation relation,
                      const Operand &...operand) {
     // All ones where the relation holds.
     const auto holds = [&](const auto &...element) -> T { return relation(element...) ? -1 : 0; };
-    PredV result = {};
-    for (unsigned block = 0, count = block_count(context); block < count; block++) {
-        const auto bytes =
-            reinterpret_cast<chunk<uint8_t>>(block_result<T>(block, holds, operand...));
-        result.word[block / 4] |= uint64_t{pack_16(bytes)} << block % 4 * 16;
-    }
-    for (unsigned i = 0; i < std::size(result.word); i++)
-        result.word[i] &= pg.word[i] & first_bits_of_elements<T>;
-    return result;
+    return active_where<T>(
+        context, pg, [&](unsigned block) { return block_result<T>(block, holds, operand...); });
 }
 
 // ---- One by one --------------------------------------------------------------------------------

@@ -36,9 +36,10 @@ inline chunk<uint8_t> own_bits(chunk<uint8_t> bytes) {
     return reinterpret_cast<chunk<uint8_t>>((bytes & 1) != 0) & bit_of_byte;
 }
 
-// Bit 0 of each of 16 and of 64 bytes: three rounds of sums put the bits of 8 bytes together.
-inline uint16_t pack_16(chunk<uint8_t> bytes) {
-    chunk<uint8_t> sums = own_bits(bytes);
+// A bit for each of 16 bytes, which are all ones or 0, and bit 0 of each of 64 bytes: three rounds of sums put the bits
+// of 8 bytes together.
+inline uint16_t pack_16(chunk<uint8_t> masks) {
+    chunk<uint8_t> sums = masks & bit_of_byte;
     for (int round = 0; round < 3; round++)
         sums = add_pairs(sums, sums);
     return reinterpret_cast<chunk<uint16_t>>(sums)[0];
@@ -74,8 +75,8 @@ inline chunk<uint8_t> unpack_16_bits(uint16_t bits) {
 }
 
 // Byte i of the row becomes bit i: 0 or 1.
-inline void unpack_predicate(uint8_t *row, const PredV &packed) {
-    [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) {
+[[gnu::always_inline]] inline void unpack_predicate(uint8_t *row, const PredV &packed) {
+    [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) __attribute__((always_inline)) {
         (store_chunk<uint8_t>(
              row, i, unpack_16_bits(static_cast<uint16_t>(packed.word[i / 4] >> i % 4 * 16))),
          ...);

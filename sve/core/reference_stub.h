@@ -21,7 +21,7 @@ inline VecT operand_value(const cpu_state *state, aarch64_z_reg reg) {
     std::memcpy(value.byte, state->z[reg.num], sve_vector_bytes);
     return value;
 }
-inline PredV operand_value(const cpu_state *state, aarch64_p_reg reg) {
+[[gnu::always_inline]] inline PredV operand_value(const cpu_state *state, aarch64_p_reg reg) {
     return pack_predicate(state->p[reg.num]);
 }
 inline uint64_t operand_value(const cpu_state *state, aarch64_i_reg reg) {
@@ -62,7 +62,7 @@ struct to_z {
 
 // A predicate, to all bytes of Pd.
 struct to_p {
-    static void write(cpu_state *state, uint32_t word, const PredV &result) {
+    [[gnu::always_inline]] static void write(cpu_state *state, uint32_t word, const PredV &result) {
         unpack_predicate(state->p[bits(word, 3, 0)], result);
     }
 };
@@ -97,7 +97,7 @@ struct to_z_group {};
 
 // All of it is in one function for each handler, since it is called on every emulated instruction.
 
-inline CpuContext make_context(const cpu_state *state) {
+[[gnu::always_inline]] inline CpuContext make_context(const cpu_state *state) {
     return {.NZCV = static_cast<uint32_t>(state->nzcv),
             .FPSR = state->fpsr,
             .FPCR = state->fpcr | state->fpcr_or,
@@ -105,7 +105,7 @@ inline CpuContext make_context(const cpu_state *state) {
             .FFR = pack_predicate(state->ffr)};
 }
 
-inline void write_back(cpu_state *state, const CpuContext &context) {
+[[gnu::always_inline]] inline void write_back(cpu_state *state, const CpuContext &context) {
     state->nzcv = context.NZCV;
     state->fpsr = context.FPSR;
     state->fpcr = context.FPCR;

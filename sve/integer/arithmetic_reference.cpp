@@ -1,6 +1,8 @@
 #include "sve/integer/arithmetic.h"
 #include "sve/integer/integer_helpers.h"
 
+#include <type_traits>
+
 using namespace sve;
 
 // ---- Operations on elements, held in their own type --------------------------------------------
@@ -10,10 +12,10 @@ static constexpr auto subtract = [](auto a, auto b) { return a - b; };
 static constexpr auto subtract_reversed = [](auto a, auto b) { return b - a; };
 static constexpr auto negate = []<class T>(T a) { return -wider<T>{a}; };
 static constexpr auto absolute = []<class T>(T a) { return a < 0 ? negate(a) : wider<T>{a}; };
-static constexpr auto absolute_difference = [](auto a, auto b) {
-    // The difference of two elements of 64 bits has 65: each way round it is unsigned and fits.
-    return a > b ? static_cast<unsigned long>(a) - static_cast<unsigned long>(b)
-                 : static_cast<unsigned long>(b) - static_cast<unsigned long>(a);
+static constexpr auto absolute_difference = []<class T>(T a, T b) {
+    // It has no sign, and fits the unsigned type: no wider one is needed, which would make the loop longer.
+    using U = std::make_unsigned_t<T>;
+    return a > b ? static_cast<U>(a) - static_cast<U>(b) : static_cast<U>(b) - static_cast<U>(a);
 };
 // The low bits of a product don't depend on the sign; in an unsigned 64-bit type no product
 // overflows.

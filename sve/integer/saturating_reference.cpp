@@ -1,34 +1,39 @@
 #include "sve/integer/saturating.h"
+#include "sve/integer/saturation.h"
 
 #include <limits>
 #include <type_traits>
 
 using namespace sve;
 
-// The limit that a result of T lies beyond.
+// The nearer limit to a, in whose direction a signed result overflows.
 template <class T>
-static constexpr T limit(bool below) {
-    return below ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+static constexpr T limit(T a) {
+    return static_cast<T>(a >> (8 * sizeof(T) - 1)) ^ std::numeric_limits<T>::max();
 }
 
-static constexpr auto add = []<class T>(T a, T b) {
-    T sum;
-    return __builtin_add_overflow(a, b, &sum) ? limit<T>(std::is_signed_v<T> && a < T{0}) : sum;
+static constexpr auto add = []<class T>(T a, T b) -> T {
+    if constexpr (std::is_unsigned_v<T>) {
+        return increase_saturating(a, b);
+    } else {
+        using U = std::make_unsigned_t<T>;
+        const auto sum = static_cast<T>(static_cast<U>(a) + static_cast<U>(b));
+        // Its sign is that of neither operand.
+        return ((a ^ sum) & (b ^ sum)) < 0 ? limit(a) : sum;
+    }
 };
-static constexpr auto subtract = []<class T>(T a, T b) {
-    T difference;
-    return __builtin_sub_overflow(a, b, &difference) ? limit<T>(std::is_unsigned_v<T> || a < T{0})
-                                                     : difference;
+static constexpr auto subtract = []<class T>(T a, T b) -> T {
+    if constexpr (std::is_unsigned_v<T>) {
+        return decrease_saturating(a, b);
+    } else {
+        using U = std::make_unsigned_t<T>;
+        const auto difference = static_cast<T>(static_cast<U>(a) - static_cast<U>(b));
+        return ((a ^ b) & (a ^ difference)) < 0 ? limit(a) : difference;
+    }
 };
 // The sum with an immediate is exact before it is saturated, whatever the element's sign.
-static constexpr auto add_immediate = []<class T>(T a, std::make_unsigned_t<T> immediate) {
-    T sum;
-    return __builtin_add_overflow(a, immediate, &sum) ? limit<T>(false) : sum;
-};
-static constexpr auto subtract_immediate = []<class T>(T a, std::make_unsigned_t<T> immediate) {
-    T difference;
-    return __builtin_sub_overflow(a, immediate, &difference) ? limit<T>(true) : difference;
-};
+static constexpr auto add_immediate = increase_saturating;
+static constexpr auto subtract_immediate = decrease_saturating;
 
 #define SATURATING(type, T, op, f)                                                                 \
     VecT Vec##type##op##VVX(VecT n, VecT m, CpuContext *context) {                                 \
@@ -43,34 +48,56 @@ static constexpr auto subtract_immediate = []<class T>(T a, std::make_unsigned_t
 SVE_UNSIGNED_TYPES(BOTH)
 SVE_SIGNED_TYPES(BOTH)
 
-// The sum of an element of Zda and the products of the four quarters, of type Narrow, of elements of Zn and Zm.
-// They are told by shifts, since operations on whole elements become vector instructions.
-template <class Narrow>
-static constexpr auto dot = []<class Wide>(Wide a, Wide n, Wide m) {
-    using Sum = std::make_unsigned_t<Wide>; // modulo its width
-    constexpr int narrow = 8 * sizeof(Narrow);
-    auto sum = static_cast<Sum>(a);
-    for (int up = 0; up < 4 * narrow; up += narrow) {
-        const auto quarter = [up](Wide x) {
-            return static_cast<Sum>(static_cast<Wide>(static_cast<Sum>(x) << up) >> 3 * narrow);
-        };
-        sum += quarter(n) * quarter(m);
-    }
-    return sum;
+// Of the two halves of each element of a chunk, the low or the high one, widened to the element.
+static constexpr auto low_halves = [](auto pairs) {
+    constexpr int half_width = 4 * sizeof pairs[0];
+    return (pairs << half_width) >> half_width;
+};
+static constexpr auto high_halves = [](auto pairs) {
+    constexpr int half_width = 4 * sizeof pairs[0];
+    return pairs >> half_width;
 };
 
-#define DOT(type, Wide, Narrow)                                                                    \
+// The elements of a, each with the products of the four quarters of elements of n and m added to it. A product of
+// two quarters fits a Half.
+template <class Wide, class Half>
+static chunk<Wide> dot(chunk<Wide> a, chunk<Wide> n, chunk<Wide> m) {
+    using Sum = chunk<std::make_unsigned_t<Wide>>; // modulo its width
+    const auto n_halves = reinterpret_cast<chunk<Half>>(n),
+               m_halves = reinterpret_cast<chunk<Half>>(m);
+    auto sum = reinterpret_cast<Sum>(a);
+    const auto add = [&](chunk<Half> products) {
+        const auto pairs = reinterpret_cast<chunk<Wide>>(products);
+        sum += reinterpret_cast<Sum>(low_halves(pairs)) + reinterpret_cast<Sum>(high_halves(pairs));
+    };
+    add(low_halves(n_halves) * low_halves(m_halves));
+    add(high_halves(n_halves) * high_halves(m_halves));
+    return reinterpret_cast<chunk<Wide>>(sum);
+}
+
+// The same of whole vectors; m(block) is the chunk that meets chunk `block` of n.
+template <class Wide, class Half, class M>
+static VecT dots(const CpuContext *context, const VecT &da, const VecT &n, M m) {
+    VecT result;
+    for (unsigned block = 0; block < block_count(context); block++)
+        store_chunk<Wide>(result.byte, block,
+                          dot<Wide, Half>(load_chunk<Wide>(da.byte, block),
+                                          load_chunk<Wide>(n.byte, block), m(block)));
+    return result;
+}
+
+#define DOT(type, Wide, Half)                                                                      \
     VecT Vec##type##DotVVVX(VecT n, VecT m, VecT da, CpuContext *context) {                        \
-        return unpredicated<Wide>(context, dot<Narrow>, da, n, m);                                 \
+        return dots<Wide, Half>(context, da, n,                                                    \
+                                [&](unsigned block) { return load_chunk<Wide>(m.byte, block); });  \
     }                                                                                              \
     /* Zm's element of the same 128-bit segment that the index names */                            \
     VecT Vec##type##DotVVVIX(VecT n, VecT m, VecT da, unsigned index, CpuContext *context) {       \
-        constexpr unsigned in_segment = 16 / sizeof(Wide);                                         \
-        const elements_by indexed{                                                                 \
-            [&m, index](unsigned e) { return m.get<Wide>(e / in_segment * in_segment + index); }}; \
-        return unpredicated<Wide>(context, dot<Narrow>, da, n, indexed);                           \
+        return dots<Wide, Half>(context, da, n, [&](unsigned block) {                              \
+            return chunk<Wide>{} + m.get<Wide>(block * block_elements<Wide> + index);              \
+        });                                                                                        \
     }
-DOT(S32, int32_t, int8_t)
-DOT(S64, int64_t, int16_t)
-DOT(U32, uint32_t, uint8_t)
-DOT(U64, uint64_t, uint16_t)
+DOT(S32, int32_t, int16_t)
+DOT(S64, int64_t, int32_t)
+DOT(U32, uint32_t, uint16_t)
+DOT(U64, uint64_t, uint32_t)

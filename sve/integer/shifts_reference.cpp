@@ -1,6 +1,7 @@
 #include "sve/integer/integer_helpers.h"
 #include "sve/integer/shifts.h"
 
+#include <algorithm>
 #include <type_traits>
 
 using namespace sve;
@@ -8,18 +9,18 @@ using namespace sve;
 template <class T>
 static constexpr int width = 8 * sizeof(T);
 
-// A count is unsigned whatever its type. It may be an element or the doubleword that the element lies in.
-template <class T, class Count>
-static bool is_below_width(Count count) {
-    return static_cast<std::make_unsigned_t<Count>>(count) < width<T>;
+// A count is unsigned whatever its type.
+template <class T>
+static bool is_below_width(T count) {
+    return static_cast<std::make_unsigned_t<T>>(count) < width<T>;
 }
 
-static constexpr auto shift_left = []<class T>(T a, auto count) {
-    return is_below_width<T>(count) ? static_cast<wider<T>>(a) << count : 0;
+static constexpr auto shift_left = []<class T>(T a, T count) {
+    return is_below_width(count) ? static_cast<wider<T>>(a) << count : 0;
 };
 // A longer shift leaves copies of the sign.
-static constexpr auto shift_right = []<class T>(T a, auto count) -> wider<T> {
-    if (is_below_width<T>(count))
+static constexpr auto shift_right = []<class T>(T a, T count) -> wider<T> {
+    if (is_below_width(count))
         return a >> count;
     return std::is_signed_v<T> ? a >> (width<T> - 1) : 0;
 };
@@ -28,7 +29,7 @@ static constexpr auto shift_right_reversed = [](auto a, auto b) { return shift_r
 // Division by a power of two, rounded toward zero.
 static constexpr auto shift_right_rounding = []<class T>(T a, T count) {
     // One beyond the width is as good as a longer one: nothing remains.
-    const int places = is_below_width<T>(count) ? static_cast<int>(count) : width<T>;
+    const int places = is_below_width(count) ? static_cast<int>(count) : width<T>;
     return (a + (a < 0 ? (wider<T>{1} << places) - 1 : 0)) >> places;
 };
 
@@ -58,12 +59,26 @@ static constexpr auto shift_right_rounding = []<class T>(T a, T count) {
 SVE_UNSIGNED_TYPES(UNSIGNED)
 SVE_SIGNED_TYPES(SIGNED)
 
+// The count of each doubleword as the count of each element of type T in it. One that is too great stays so.
+template <class T>
+static VecT wide_counts(const CpuContext *context, const VecT &m) {
+    return unpredicated<uint64_t>(
+        context,
+        [](uint64_t count) {
+            count = std::min<uint64_t>(count, width<T>);
+            for (int filled = width<T>; filled < 64; filled *= 2)
+                count |= count << filled;
+            return count;
+        },
+        m);
+}
+
 #define WIDE(type, T, op, f)                                                                       \
     VecT Vec##type##op##VWM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
-        return merge_blocks<T>(context, dn, pg, f, dn, wide_elements<T>{m});                       \
+        return merge_blocks<T>(context, dn, pg, f, dn, wide_counts<T>(context, m));                \
     }                                                                                              \
     VecT Vec##type##op##VWX(VecT n, VecT m, CpuContext *context) {                                 \
-        return unpredicated<T>(context, f, n, wide_elements<T>{m});                                \
+        return unpredicated<T>(context, f, n, wide_counts<T>(context, m));                         \
     }
 WIDE(U8, uint8_t, Shl, shift_left)
 WIDE(U16, uint16_t, Shl, shift_left)

@@ -75,7 +75,7 @@ PredV VecPActualP(PredV pg, CpuContext *context) {
 
 PredV VecPActualFlgP(PredV pg, CpuContext *context) {
     const PredV result = VecPActualP(pg, context);
-    PredSetNZCV(pg, result, 8, context);
+    set_flags<uint8_t>(context, pg, result);
     return result;
 }
 

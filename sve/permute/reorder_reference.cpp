@@ -1,5 +1,10 @@
 #include "sve/permute/reorder.h"
+#include "sve/permute/shuffles.h"
 #include "sve/predicate/flags.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
 
 using namespace sve;
 
@@ -28,24 +33,39 @@ static constexpr auto zip2 = [](unsigned e, unsigned count) {
 };
 static constexpr auto uzp1 = [](unsigned e, unsigned) { return 2 * e; };
 static constexpr auto uzp2 = [](unsigned e, unsigned) { return 2 * e + 1; };
-static constexpr auto trn1 = [](unsigned e, unsigned count) {
-    return of_m_if_odd(e, e / 2 * 2, count);
-};
-static constexpr auto trn2 = [](unsigned e, unsigned count) {
-    return of_m_if_odd(e, e / 2 * 2 + 1, count);
-};
 static constexpr auto reverse = [](unsigned e, unsigned count) { return count - 1 - e; };
+
+// The even (odd = 0) or the odd (odd = 1) elements of n and m in turn: pairs lie in one block.
+template <class T, unsigned odd>
+static VecT transpose(const CpuContext *context, const VecT &n, const VecT &m) {
+    VecT result;
+    for (unsigned block = 0; block < block_count(context); block++)
+        store_chunk<T>(result.byte, block,
+                       shuffle<T>(load_chunk<T>(n.byte, block), load_chunk<T>(m.byte, block),
+                                  [](unsigned lane) {
+                                      return lane / 2 * 2 + odd + lane % 2 * block_elements<T>;
+                                  }));
+    return result;
+}
+
+// Copies as many bytes as a vector has.
+static void copy_vector(uint8_t *to, const uint8_t *from, const CpuContext *context) {
+    for (unsigned block = 0; block < block_count(context); block++)
+        store_chunk<uint8_t>(to, block, load_chunk<uint8_t>(from, block));
+}
 
 template <class T>
 static VecT splice(PredV pg, const VecT &dn, const VecT &m, CpuContext *context) {
-    const int first = FindFirstActive(pg, 8 * sizeof(T), context);
+    const int first = first_active<T>(context, pg);
     if (first < 0)
         return m;
-    const int last = FindLastActive(pg, 8 * sizeof(T), context);
-    const size_t taken = static_cast<size_t>(last - first + 1) * sizeof(T);
+    const int last = last_active<T>(context, pg);
+    // dn up to its last active element, with m behind it: the result starts at the first.
+    uint8_t both[2 * sizeof(VecT)];
+    copy_vector(both, dn.byte, context);
+    copy_vector(both + (static_cast<size_t>(last) + 1) * sizeof(T), m.byte, context);
     VecT result;
-    std::memcpy(result.byte, dn.byte + static_cast<size_t>(first) * sizeof(T), taken);
-    std::memcpy(result.byte + taken, m.byte, context->VL * 8 - taken);
+    copy_vector(result.byte, both + static_cast<size_t>(first) * sizeof(T), context);
     return result;
 }
 
@@ -62,10 +82,11 @@ static VecT compact(const PredV &pg, const VecT &n, const CpuContext *context) {
 
 template <class T>
 static VecT insert(const VecT &dn, T value, const CpuContext *context) {
+    uint8_t both[sizeof(T) + sizeof(VecT)];
+    std::memcpy(both, &value, sizeof value);
+    copy_vector(both + sizeof value, dn.byte, context);
     VecT result;
-    result.set<T>(0, value);
-    for (unsigned e = 1; e < element_count<T>(context); e++)
-        result.set<T>(e, dn.get<T>(e - 1));
+    copy_vector(result.byte, both, context);
     return result;
 }
 
@@ -73,14 +94,24 @@ static VecT insert(const VecT &dn, T value, const CpuContext *context) {
 template <class Wide, class Narrow>
 static VecT unpack(const VecT &n, unsigned from, const CpuContext *context) {
     VecT result;
-    for (unsigned e = 0; e < element_count<Wide>(context); e++)
-        result.set<Wide>(e, n.get<Narrow>(from + e));
+    for (unsigned block = 0; block < block_count(context); block++) {
+        Narrow narrow[block_elements<Wide>];
+        std::memcpy(narrow, n.byte + (from + block * block_elements<Wide>)*sizeof(Narrow),
+                    sizeof narrow);
+        Wide wide[block_elements<Wide>];
+        std::copy(std::begin(narrow), std::end(narrow), wide);
+        std::memcpy(result.byte + block * sizeof wide, wide, sizeof wide);
+    }
     return result;
 }
 
 #define VV(type, T, op, source)                                                                    \
     VecT Vec##type##op##VV(VecT n, VecT m, CpuContext *context) {                                  \
         return permute<T>(context, n, m, source);                                                  \
+    }
+#define TRN(type, T, op, odd)                                                                      \
+    VecT Vec##type##op##VV(VecT n, VecT m, CpuContext *context) {                                  \
+        return transpose<T, odd>(context, n, m);                                                   \
     }
 #define TABLE(type, T)                                                                             \
     VecT Vec##type##TblVV(VecT n, VecT m, CpuContext *context) {                                   \
@@ -119,8 +150,8 @@ static VecT unpack(const VecT &n, unsigned from, const CpuContext *context) {
     VV(U, T, Zip2, zip2)                                                                           \
     VV(U, T, Uzp1, uzp1)                                                                           \
     VV(U, T, Uzp2, uzp2)                                                                           \
-    VV(U, T, Trn1, trn1)                                                                           \
-    VV(U, T, Trn2, trn2)                                                                           \
+    TRN(U, T, Trn1, 0)                                                                             \
+    TRN(U, T, Trn2, 1)                                                                             \
     TABLE(U, T)                                                                                    \
     REVERSE(U, T)                                                                                  \
     SPLICE(U, T)                                                                                   \

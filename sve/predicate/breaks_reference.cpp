@@ -1,8 +1,6 @@
 #include "sve/predicate/breaks.h"
 #include "sve/predicate/flags.h"
 
-#include <iterator>
-
 using namespace sve;
 
 // Whether the element at which a run ends still belongs to it.
@@ -12,34 +10,30 @@ enum class end_of_run { included, excluded };
 // where `starts` is false. Inactive elements are those of `inactive`.
 static PredV run(const PredV &inactive, const PredV &pg, const PredV &stop, end_of_run end,
                  bool starts, CpuContext *context) {
-    PredV stops;
-    for (unsigned w = 0; w < std::size(stops.word); w++)
-        stops.word[w] = pg.word[w] & stop.word[w];
-    unsigned length = 0; // elements up to the end of the run, inactive ones included
+    int length = 0; // elements up to the end of the run, inactive ones included
     if (starts) {
-        const int last = FindFirstActive(stops, 8, context);
-        length = last < 0 ? element_count<uint8_t>(context)
-                          : static_cast<unsigned>(last) + (end == end_of_run::included ? 1 : 0);
+        PredV stops;
+        for (int w = 0; w < word_count(context); w++)
+            stops.word[w] = pg.word[w] & stop.word[w];
+        const int last = first_active<uint8_t>(context, stops);
+        length = last < 0 ? static_cast<int>(element_count<uint8_t>(context))
+                          : last + (end == end_of_run::included ? 1 : 0);
     }
-    PredV result;
-    for (unsigned w = 0; w < std::size(result.word); w++) {
-        const unsigned before = 64 * w;
-        const uint64_t in_run = length >= before + 64 ? ~uint64_t{0}
-                                : length <= before    ? 0
-                                                      : (uint64_t{1} << (length - before)) - 1;
-        result.word[w] = (inactive.word[w] & ~pg.word[w]) | (pg.word[w] & in_run);
-    }
+    PredV result = {};
+    for (int w = 0; w < word_count(context); w++)
+        result.word[w] =
+            (inactive.word[w] & ~pg.word[w]) | (pg.word[w] & lowest_of(length - 64 * w));
     return result;
 }
 
 // Whether n is true at the last active element.
 static bool last_active_is_true(const PredV &pg, const PredV &n, CpuContext *context) {
-    const int last = FindLastActive(pg, 8, context);
+    const int last = last_active<uint8_t>(context, pg);
     return last >= 0 && n.test(static_cast<unsigned>(last));
 }
 
 static PredV with_flags(const PredV &mask, const PredV &result, CpuContext *context) {
-    PredSetNZCV(mask, result, 8, context);
+    set_flags<uint8_t>(context, mask, result);
     return result;
 }
 

@@ -1,6 +1,8 @@
 #include "sve/predicate/compares.h"
 #include "sve/predicate/flags.h"
 
+#include <type_traits>
+
 using namespace sve;
 
 static constexpr auto equal = [](auto a, auto b) { return a == b; };
@@ -16,7 +18,7 @@ template <class T, class Relation, class... Operand>
 static PredV compare_with_flags(CpuContext *context, const PredV &pg, Relation relation,
                                 const Operand &...operand) {
     const PredV result = compare_blocks<T>(context, pg, relation, operand...);
-    PredSetNZCV(pg, result, 8 * sizeof(T), context);
+    set_flags<T>(context, pg, result);
     return result;
 }
 
@@ -48,10 +50,31 @@ static PredV compare_with_flags(CpuContext *context, const PredV &pg, Relation r
 SVE_SIGNED_TYPES(SIGNED)
 SVE_UNSIGNED_TYPES(UNSIGNED)
 
-// The element meets the wide value in 64 bits, to which its own type extends it.
+// As compare_with_flags, where each element of type T in a doubleword of n meets the doubleword of m: in 64 bits, to
+// which its own type extends it.
+template <class T, class Relation>
+static PredV compare_wide(CpuContext *context, const PredV &pg, Relation relation, const VecT &n,
+                          const VecT &m) {
+    using Wide = std::conditional_t<std::is_signed_v<T>, int64_t, uint64_t>;
+    constexpr int width = 8 * sizeof(T);
+    const PredV result = active_where<T>(context, pg, [&](unsigned block) {
+        const auto elements = load_chunk<uint64_t>(n.byte, block);
+        const auto value = load_chunk<Wide>(m.byte, block);
+        chunk<uint64_t> holds = {};
+        for (int from = 0; from < 64; from += width) {
+            const auto at_the_top = reinterpret_cast<chunk<Wide>>(elements << (64 - width - from));
+            const auto all_ones = relation(at_the_top >> (64 - width), value);
+            holds |= reinterpret_cast<chunk<uint64_t>>(all_ones) & lowest_of(width) << from;
+        }
+        return holds;
+    });
+    set_flags<T>(context, pg, result);
+    return result;
+}
+
 #define VWZ(type, T, name, relation)                                                               \
     PredV Vec##type##CmpFlg##name##VWZ(PredV pg, VecT n, VecT m, CpuContext *context) {            \
-        return compare_with_flags<T>(context, pg, relation, n, wide_elements<T>{m});               \
+        return compare_wide<T>(context, pg, relation, n, m);                                       \
     }
 #define WIDE(type, T)                                                                              \
     VWZ(type, T, GE, greater_or_equal)                                                             \

@@ -1,10 +1,10 @@
+#include "sve/integer/saturation.h"
 #include "sve/predicate/counts.h"
 #include "sve/predicate/flags.h"
 #include "sve/predicate/patterns.h"
 
 #include <bit>
-#include <iterator>
-#include <limits>
+#include <type_traits>
 
 using namespace sve;
 
@@ -19,11 +19,10 @@ static unsigned long counted(const CpuContext *context, unsigned pattern, unsign
 
 template <class T>
 static unsigned long active_count(const CpuContext *context, const PredV &pg, const PredV &pn) {
-    const PredV all = all_true(context);
     unsigned long count = 0;
-    for (unsigned i = 0; i < std::size(all.word); i++)
-        count += static_cast<unsigned long>(
-            std::popcount(pg.word[i] & pn.word[i] & all.word[i] & first_bits_of_elements<T>));
+    for (int i = 0; i < word_count(context); i++)
+        count +=
+            static_cast<unsigned long>(std::popcount(active_word<T>(context, pg, i) & pn.word[i]));
     return count;
 }
 template <class T>
@@ -39,14 +38,12 @@ static constexpr auto add = []<class T>(T a, unsigned long count) {
 static constexpr auto subtract = []<class T>(T a, unsigned long count) {
     return static_cast<unsigned long>(a) - count;
 };
+// A count fits each type that is saturated.
 static constexpr auto add_saturating = []<class T>(T a, unsigned long count) {
-    T sum;
-    return __builtin_add_overflow(a, count, &sum) ? std::numeric_limits<T>::max() : sum;
+    return increase_saturating(a, static_cast<std::make_unsigned_t<T>>(count));
 };
 static constexpr auto subtract_saturating = []<class T>(T a, unsigned long count) {
-    T difference;
-    return __builtin_sub_overflow(a, count, &difference) ? std::numeric_limits<T>::min()
-                                                         : difference;
+    return decrease_saturating(a, static_cast<std::make_unsigned_t<T>>(count));
 };
 
 // On the low bits of a register that Scalar has. The result is extended to 64 bits by Scalar's sign.

@@ -2,7 +2,6 @@
 
 #include <bit>
 #include <cstring>
-#include <iterator>
 #include <limits>
 #include <type_traits>
 
@@ -64,83 +63,35 @@ template void sve_ptest<unsigned long>(cpu_state *, const char *, const char *);
 
 // ---- Packed bits --------------------------------------------------------------------------------
 
-static constexpr int all_words = std::size(PredV{}.word);
-
-// All predicate bits of the lowest element, and the lowest predicate bit of all elements.
-static uint64_t element_group(int esize) {
-    return (uint64_t{1} << (esize / 8)) - 1;
-}
-static uint64_t lowest_bits(int esize) {
+// The result of f.operator()<T>() with the element type of a width in bits.
+template <class F>
+static auto with_element(int esize, F &&f) {
     switch (esize) {
     case 8:
-        return 0xffffffffffffffff;
+        return f.template operator()<uint8_t>();
     case 16:
-        return 0x5555555555555555;
+        return f.template operator()<uint16_t>();
     case 32:
-        return 0x1111111111111111;
+        return f.template operator()<uint32_t>();
     default:
-        return 0x0101010101010101;
+        return f.template operator()<uint64_t>();
     }
-}
-
-// The lowest bit of each element that the predicate makes active.
-static PredV active_elements(const PredV &predicate, int esize, const CpuContext *context) {
-    PredV active = all_true(context);
-    for (int i = 0; i < all_words; i++)
-        active.word[i] &= predicate.word[i] & lowest_bits(esize);
-    return active;
-}
-
-// The first and the last word with an active element; all_words and -1 if there is none.
-static int first_word(const PredV &active) {
-    int i = 0;
-    while (i < all_words && !active.word[i])
-        i++;
-    return i;
-}
-static int last_word(const PredV &active) {
-    int i = all_words - 1;
-    while (i >= 0 && !active.word[i])
-        i--;
-    return i;
 }
 
 int FindFirstActive(PredV predicate, int esize, CpuContext *context) {
-    const PredV active = active_elements(predicate, esize, context);
-    const int i = first_word(active);
-    return i == all_words ? -1 : (i * 64 + std::countr_zero(active.word[i])) * 8 / esize;
+    return with_element(esize, [&]<class T>() { return first_active<T>(context, predicate); });
 }
 
 int FindLastActive(PredV predicate, int esize, CpuContext *context) {
-    const PredV active = active_elements(predicate, esize, context);
-    const int i = last_word(active);
-    return i < 0 ? -1 : (i * 64 + 63 - std::countl_zero(active.word[i])) * 8 / esize;
-}
-
-// N, Z and C; V is 0.
-static uint32_t flags_of(const PredV &mask, const PredV &result, int esize,
-                         const CpuContext *context) {
-    // A product with the group sets all bits of the elements: they don't overlap.
-    const uint64_t group = element_group(esize);
-    bool found = false, first_is_true = false, any = false, last_is_true = false;
-    for (int i = 0, left = static_cast<int>(context->VL * 8); left > 0; i++, left -= 64) {
-        const uint64_t active = mask.word[i] & lowest_bits(esize) & lowest_of(left);
-        if (!active)
-            continue;
-        if (!found)
-            first_is_true = lowest(active) & result.word[i];
-        found = true;
-        any |= (active * group & result.word[i]) != 0;
-        last_is_true = highest(active) * group & result.word[i];
-    }
-    return (first_is_true ? flag_n : 0) | (any ? 0 : flag_z) | (last_is_true ? 0 : flag_c);
+    return with_element(esize, [&]<class T>() { return last_active<T>(context, predicate); });
 }
 
 void PredSetNZCV(PredV mask, PredV result, int esize, CpuContext *context) {
-    context->NZCV = (context->NZCV & ~all_flags) | flags_of(mask, result, esize, context);
+    with_element(esize, [&]<class T>() { set_flags<T>(context, mask, result); });
 }
 
 void PredSetNZC(PredV mask, PredV result, int esize, CpuContext *context) {
-    context->NZCV =
-        (context->NZCV & (~all_flags | flag_v)) | flags_of(mask, result, esize, context);
+    const uint32_t v = context->NZCV & flag_v;
+    PredSetNZCV(mask, result, esize, context);
+    context->NZCV |= v;
 }

@@ -15,6 +15,8 @@
 #include "sve/core/export.h"
 #include "sve/core/predicate_bits.h"
 
+#include <bit>
+
 // Sets the flags in state->nzcv, whose other bits stay. `mask` and `result` are P rows or local rows of
 // the same form; an element has the width of T, and only bit 0 of its first byte counts.
 template <class T>
@@ -58,6 +60,64 @@ PredV first_elements(unsigned count) {
 // The predicate with all bits of the vector length set.
 inline PredV all_true(const CpuContext *context) {
     return first_elements<uint8_t>(context->VL * 8);
+}
+
+// ---- What the functions above do, for elements of type T ------------------------------------------
+
+// Words of a predicate with bits of the vector length, and the first bits of the active elements in one of them.
+inline int word_count(const CpuContext *context) {
+    return static_cast<int>(context->VL + 7) / 8;
+}
+template <class T>
+uint64_t active_word(const CpuContext *context, const PredV &predicate, int i) {
+    return predicate.word[i] & first_bits_of_elements<T> &
+           lowest_of(static_cast<int>(context->VL * 8) - 64 * i);
+}
+
+// The lowest and the highest active element, or -1.
+template <class T>
+int first_active(const CpuContext *context, const PredV &predicate) {
+    for (int i = 0; i < word_count(context); i++)
+        if (const uint64_t active = active_word<T>(context, predicate, i))
+            return (i * 64 + std::countr_zero(active)) / int{sizeof(T)};
+    return -1;
+}
+template <class T>
+int last_active(const CpuContext *context, const PredV &predicate) {
+    for (int i = word_count(context) - 1; i >= 0; i--)
+        if (const uint64_t active = active_word<T>(context, predicate, i))
+            return (i * 64 + 63 - std::countl_zero(active)) / int{sizeof(T)};
+    return -1;
+}
+
+// The bits of element e. They lie in one word.
+template <class T>
+uint64_t element_bits(const PredV &predicate, unsigned e) {
+    const unsigned bit = e * sizeof(T);
+    return predicate.word[bit / 64] >> bit % 64 & ((1u << sizeof(T)) - 1);
+}
+
+// N, Z and C; V is 0.
+template <class T>
+uint32_t flags_of(const CpuContext *context, const PredV &mask, const PredV &result) {
+    const int first = first_active<T>(context, mask);
+    if (first < 0)
+        return flag_z | flag_c;
+    const int last = last_active<T>(context, mask);
+    const bool first_is_true = element_bits<T>(result, static_cast<unsigned>(first)) & 1;
+    const bool last_is_true = element_bits<T>(result, static_cast<unsigned>(last));
+    bool any = first_is_true || last_is_true;
+    for (int i = 0; !any && i < word_count(context); i++) {
+        // A product with the bits of one element sets those of all: they don't overlap.
+        const uint64_t active = active_word<T>(context, mask, i) * ((1u << sizeof(T)) - 1);
+        any = active & result.word[i];
+    }
+    return (first_is_true ? flag_n : 0) | (any ? 0 : flag_z) | (last_is_true ? 0 : flag_c);
+}
+
+template <class T>
+void set_flags(CpuContext *context, const PredV &mask, const PredV &result) {
+    context->NZCV = (context->NZCV & ~all_flags) | flags_of<T>(context, mask, result);
 }
 
 } // namespace sve

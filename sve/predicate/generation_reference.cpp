@@ -25,15 +25,14 @@ static PredV by_pattern(unsigned pattern, const CpuContext *context) {
 // The first active element behind the last true one of dn.
 template <class T>
 static PredV next_active(PredV pg, PredV dn, CpuContext *context) {
-    constexpr int esize = 8 * sizeof(T);
-    const auto from = static_cast<unsigned>(FindLastActive(dn, esize, context) + 1);
+    const auto from = static_cast<unsigned>(last_active<T>(context, dn) + 1);
     bool found = false;
     const PredV result = elements_where<T>(context, [&](unsigned e) {
         const bool is_next = !found && e >= from && pg.test(e * sizeof(T));
         found |= is_next;
         return is_next;
     });
-    PredSetNZCV(pg, result, esize, context);
+    set_flags<T>(context, pg, result);
     return result;
 }
 
@@ -43,7 +42,7 @@ static PredV next_active(PredV pg, PredV dn, CpuContext *context) {
     }                                                                                              \
     PredV VecP##bits##TrueFlgI(unsigned pattern, CpuContext *context) {                            \
         const PredV result = by_pattern<uint##bits##_t>(pattern, context);                         \
-        PredSetNZCV(result, result, bits, context);                                                \
+        set_flags<uint##bits##_t>(context, result, result);                                        \
         return result;                                                                             \
     }                                                                                              \
     PredV VecP##bits##GenNextP(PredV pg, PredV dn, CpuContext *context) {                          \
@@ -59,9 +58,9 @@ PredV VecPFalse(CpuContext *) {
 }
 
 PredV VecPSetFirstActiveP(PredV pg, PredV dn, CpuContext *context) {
-    if (const int first = FindFirstActive(pg, 8, context); first >= 0)
+    if (const int first = first_active<uint8_t>(context, pg); first >= 0)
         dn.set(static_cast<unsigned>(first), true);
-    PredSetNZCV(pg, dn, 8, context);
+    set_flags<uint8_t>(context, pg, dn);
     return dn;
 }
 
@@ -77,7 +76,7 @@ static PredV while_true(Operand n, Operand m, bool or_equal, CpuContext *context
         count = static_cast<unsigned>(std::min<unsigned long>(
             all, static_cast<unsigned long>(m) - static_cast<unsigned long>(n) + or_equal));
     const PredV result = first_elements<T>(count);
-    PredSetNZCV(all_true(context), result, 8 * sizeof(T), context);
+    set_flags<T>(context, all_true(context), result);
     return result;
 }
 

@@ -22,7 +22,7 @@ static PredV combine(const PredV &pg, const PredV &n, const PredV &m, Op op) {
     }                                                                                              \
     PredV VecP##name##FlgPPZ(PredV pg, PredV n, PredV m, CpuContext *context) {                    \
         const PredV result = VecP##name##PPZ(pg, n, m, context);                                   \
-        PredSetNZCV(pg, result, 8, context);                                                       \
+        set_flags<uint8_t>(context, pg, result);                                                   \
         return result;                                                                             \
     }
 PPZ(And, a &b)
@@ -39,5 +39,5 @@ PredV VecPSelPP(PredV pg, PredV n, PredV m, CpuContext *) {
 }
 
 void VecPTestPZ(PredV pg, PredV n, CpuContext *context) {
-    PredSetNZCV(pg, n, 8, context);
+    set_flags<uint8_t>(context, pg, n);
 }

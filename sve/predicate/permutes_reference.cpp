@@ -1,13 +1,55 @@
+#include "sve/predicate/flags.h"
 #include "sve/predicate/permutes.h"
+
+#include <cstring>
+#include <iterator>
 
 using namespace sve;
 
-// The bits of element e of type T. They lie in one word.
-template <class T>
-static uint64_t element_bits(const PredV &predicate, unsigned e) {
-    const unsigned bit = e * sizeof(T);
-    return predicate.word[bit / 64] >> bit % 64 & ((1u << sizeof(T)) - 1);
+// ---- By words ----------------------------------------------------------------------------------
+
+// Every second group of `width` bits of a word, from the lowest on.
+static constexpr uint64_t even_groups(unsigned width) {
+    return ~uint64_t{0} / ((uint64_t{1} << width) + 1);
 }
+
+// The even (odd = 0) or the odd (odd = 1) elements of n and m in turn.
+template <class T, unsigned odd>
+static PredV transpose(const PredV &n, const PredV &m) {
+    constexpr unsigned width = sizeof(T);
+    constexpr uint64_t even = even_groups(width);
+    PredV result;
+    for (unsigned w = 0; w < std::size(result.word); w++)
+        result.word[w] = (n.word[w] >> odd * width & even) | (m.word[w] >> odd * width & even)
+                                                                 << width;
+    return result;
+}
+
+// The even or the odd elements of a word, together in its low half.
+template <class T, unsigned odd>
+static uint32_t half_of(uint64_t bits) {
+    bits = bits >> odd * sizeof(T) & even_groups(sizeof(T));
+    for (unsigned together = sizeof(T); together < 32; together *= 2)
+        bits = (bits | bits >> together) & even_groups(2 * together);
+    return static_cast<uint32_t>(bits);
+}
+
+// The even or the odd elements of n, and behind them those of m.
+template <class T, unsigned odd>
+static PredV unzip(const CpuContext *context, const PredV &n, const PredV &m) {
+    PredV result = {};
+    uint8_t *half = reinterpret_cast<uint8_t *>(result.word);
+    for (const PredV *source : {&n, &m}) {
+        for (int w = 0; w < word_count(context); w++) {
+            const uint32_t elements = half_of<T, odd>(source->word[w]);
+            std::memcpy(half + w * sizeof elements, &elements, sizeof elements);
+        }
+        half += context->VL / 2; // half of the bits of the vector length, in bytes
+    }
+    return result;
+}
+
+// ---- One by one --------------------------------------------------------------------------------
 
 // Element e of the result is the element source(e, n), counted in the concatenation of n and m.
 template <class T, class F>
@@ -33,13 +75,21 @@ static unsigned of_m_if_odd(unsigned e, unsigned element, unsigned count) {
         return permute<uint##bits##_t>(context, n, m,                                              \
                                        [](unsigned e, unsigned count) { return source; });         \
     }
+#define TRN(bits, op, odd)                                                                         \
+    PredV VecP##bits##op##PP(PredV n, PredV m, CpuContext *) {                                     \
+        return transpose<uint##bits##_t, odd>(n, m);                                               \
+    }
+#define UZP(bits, op, odd)                                                                         \
+    PredV VecP##bits##op##PP(PredV n, PredV m, CpuContext *context) {                              \
+        return unzip<uint##bits##_t, odd>(context, n, m);                                          \
+    }
 #define P(bits)                                                                                    \
     PP(bits, Zip1, of_m_if_odd(e, e / 2, count))                                                   \
     PP(bits, Zip2, of_m_if_odd(e, count / 2 + e / 2, count))                                       \
-    PP(bits, Uzp1, (static_cast<void>(count), 2 * e))                                              \
-    PP(bits, Uzp2, (static_cast<void>(count), 2 * e + 1))                                          \
-    PP(bits, Trn1, of_m_if_odd(e, e / 2 * 2, count))                                               \
-    PP(bits, Trn2, of_m_if_odd(e, e / 2 * 2 + 1, count))                                           \
+    UZP(bits, Uzp1, 0)                                                                             \
+    UZP(bits, Uzp2, 1)                                                                             \
+    TRN(bits, Trn1, 0)                                                                             \
+    TRN(bits, Trn2, 1)                                                                             \
     PredV VecP##bits##ReverseP(PredV n, CpuContext *context) {                                     \
         return permute<uint##bits##_t>(context, n, n,                                              \
                                        [](unsigned e, unsigned count) { return count - 1 - e; });  \
