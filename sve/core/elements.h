@@ -49,7 +49,8 @@ auto element_of(const elements_by<F> &elements, unsigned element) {
 // Calls f(element, active) for each element of type T in ascending order. The predicate is read a word at
 // a time: every predicated function of the library runs this loop.
 template <class T, class F>
-void for_each_element(const CpuContext *context, const PredV &pg, F &&f) {
+[[gnu::always_inline]] inline void for_each_element(const CpuContext *context, const PredV &pg,
+                                                    F &&f) {
     constexpr unsigned in_word = 64 / sizeof(T);
     const unsigned count = element_count<T>(context);
     for (unsigned e = 0; e < count;) {

@@ -30,19 +30,19 @@ static T round_by_mode(T a, FPSCR &fpscr) {
 
 #define PREDICATED(type, T, op, function)                                                          \
     VecT Vec##type##op##VVM(VecT dn, PredV pg, VecT m, CpuContext *context) {                      \
-        return fp_merge<T>(context, dn, pg, function<T>, dn, m);                                   \
+        return fp_merge<T, function<T>>(context, dn, pg, dn, m);                                   \
     }
 #define UNPREDICATED(type, T, op, function)                                                        \
     VecT Vec##type##op##VVX(VecT n, VecT m, CpuContext *context) {                                 \
-        return fp_unpredicated<T>(context, function<T>, n, m);                                     \
+        return fp_unpredicated<T, function<T>>(context, n, m);                                     \
     }
 #define IMMEDIATE(type, T, op, function, constants)                                                \
     VecT Vec##type##op##VIM(VecT dn, PredV pg, unsigned i1, CpuContext *context) {                 \
-        return fp_merge<T>(context, dn, pg, function<T>, dn, constants<T>(i1));                    \
+        return fp_merge<T, function<T>>(context, dn, pg, dn, constants<T>(i1));                    \
     }
 #define UNARY(type, T, op, ...)                                                                    \
     VecT Vec##type##op##VM(VecT d, PredV pg, VecT n, CpuContext *context) {                        \
-        return fp_merge<T>(context, d, pg, __VA_ARGS__, n);                                        \
+        return fp_merge<T, __VA_ARGS__>(context, d, pg, n);                                        \
     }
 // Of the bits alone: no flag.
 #define SIGN(type, T, op, function)                                                                \

@@ -25,11 +25,11 @@ static bool absolutely_greater(T a, T b, FPSCR &fpscr) {
 
 #define VECTORS(type, T, op, relation)                                                             \
     PredV Vec##type##op##VVZ(PredV pg, VecT n, VecT m, CpuContext *context) {                      \
-        return fp_compare<T>(context, pg, relation<T>, n, m);                                      \
+        return fp_compare<T, relation<T>>(context, pg, n, m);                                      \
     }
 #define WITH_ZERO(type, T, op, relation)                                                           \
     PredV Vec##type##op##V0Z(PredV pg, VecT n, CpuContext *context) {                              \
-        return fp_compare<T>(context, pg, relation<T>, n, T{0});                                   \
+        return fp_compare<T, relation<T>>(context, pg, n, T{0});                                   \
     }
 #define FORMAT(type, T)                                                                            \
     VECTORS(type, T, CmpEQ, FPCompareEQ)                                                           \

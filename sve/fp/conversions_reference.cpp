@@ -23,16 +23,18 @@ static Result between_formats(Source source, FPSCR &fpscr) {
 }
 
 // In the active elements: op of the low part, extended.
-template <class Element, class Source, class Op>
-static VecT convert(CpuContext *context, const VecT &d, const PredV &pg, const VecT &n, Op op) {
-    return merge<Element>(
-        context, d, pg,
-        [&](Element element) { return with_fpscr(context, op, static_cast<Source>(element)); }, n);
+template <class Element, class Source, auto op>
+static VecT convert(CpuContext *context, const VecT &d, const PredV &pg, const VecT &n) {
+    return with_fpscr(context, [&](FPSCR &fpscr) {
+        return merge<Element>(
+            context, d, pg,
+            [&](Element element) { return op(static_cast<Source>(element), fpscr); }, n);
+    });
 }
 
 #define CONVERT(name, Element, Source, op)                                                         \
     VecT Vec##name##VM(VecT d, PredV pg, VecT n, CpuContext *context) {                            \
-        return convert<Element, Source>(context, d, pg, n, op);                                    \
+        return convert<Element, Source, op>(context, d, pg, n);                                    \
     }
 #define FROM(name, Element, Source, Result)                                                        \
     CONVERT(name, Element, Source, (from_integer<Source, Result>))

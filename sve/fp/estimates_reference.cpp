@@ -27,11 +27,11 @@ static T select_factor(T x, T quadrant) {
 
 #define UNARY(type, T, op, function)                                                               \
     VecT Vec##type##op##V(VecT n, CpuContext *context) {                                           \
-        return fp_unpredicated<T>(context, function<T>, n);                                        \
+        return fp_unpredicated<T, function<T>>(context, n);                                        \
     }
 #define BINARY(type, T, op, function)                                                              \
     VecT Vec##type##op##VV(VecT n, VecT m, CpuContext *context) {                                  \
-        return fp_unpredicated<T>(context, function<T>, n, m);                                     \
+        return fp_unpredicated<T, function<T>>(context, n, m);                                     \
     }
 
 // clang-format off
@@ -39,16 +39,16 @@ static T select_factor(T x, T quadrant) {
     UNARY(type, T, RecpE, FPRecipEstimate) BINARY(type, T, RecpS, FPRecipStepFused)                \
     UNARY(type, T, RSqrtE, FPRSqrtEstimate) BINARY(type, T, RSqrtS, FPRSqrtStepFused)              \
     VecT Vec##type##RecpXVM(VecT d, PredV pg, VecT n, CpuContext *context) {                       \
-        return fp_merge<T>(context, d, pg, FPRecpX<T>, n);                                         \
+        return fp_merge<T, FPRecpX<T>>(context, d, pg, n);                                         \
     }                                                                                              \
     VecT Vec##type##ScaleVVM(VecT dn, PredV pg, VecT m, CpuContext *context) {                     \
-        return fp_merge<T>(context, dn, pg, scale<T>, dn, m);                                      \
+        return fp_merge<T, scale<T>>(context, dn, pg, dn, m);                                      \
     }                                                                                              \
     VecT Vec##type##EXPAV(VecT n, CpuContext *context) {                                           \
         return unpredicated<T>(context, FPEXPA<T>, n);                                             \
     }                                                                                              \
     VecT Vec##type##TRIMADDVVI(VecT dn, VecT m, unsigned imm3, CpuContext *context) {              \
-        return fp_unpredicated<T>(context, FPTRIMADD<T>, imm3, dn, m);                             \
+        return fp_unpredicated<T, FPTRIMADD<T>>(context, imm3, dn, m);                             \
     }                                                                                              \
     BINARY(type, T, TRISMUL, FPTRISMUL)                                                            \
     VecT Vec##type##TRISSELVV(VecT n, VecT m, CpuContext *context) {                               \

@@ -1,12 +1,14 @@
 #pragma once
 
 // Loops of the floating-point reference functions: those of core/elements.h, with an operation that is a
-// function of the floating-point library. Each call starts with the control word of the context, and adds
-// its flags to the context's status:
+// function of the floating-point library. It works with the control word of the context, and its flags are added to the
+// context's status:
 //
 //     VecT VecF32AddVVM(VecT dn, PredV pg, VecT m, CpuContext *context) {
-//         return fp_merge<uint32_t>(context, dn, pg, FPAdd<uint32_t>, dn, m);
+//         return fp_merge<uint32_t, FPAdd<uint32_t>>(context, dn, pg, dn, m);
 //     }
+//
+// The operation is an argument of the template, so that each loop calls its own and not whatever a pointer points at.
 
 #include "sve/core/elements.h"
 #include "sve/fplib/fplib.h"
@@ -17,34 +19,38 @@ namespace sve {
 // its word stay out.
 inline constexpr uint32_t fpsr_mask = 0xf800'009f;
 
-// op(operand…, fpscr)
-template <class Op, class... Operand>
-auto with_fpscr(CpuContext *context, Op op, Operand... operand) {
+// The result of f(fpscr), where fpscr may be used for any number of operations: they read its control bits and add
+// flags.
+template <class F>
+auto with_fpscr(CpuContext *context, F &&f) {
     FPSCR fpscr{context->FPCR};
-    const auto result = op(operand..., fpscr);
+    const auto result = f(fpscr);
     context->FPSR = (context->FPSR | fpscr.word) & fpsr_mask;
     return result;
 }
 
-template <class T, class Op, class... Operand>
-VecT fp_unpredicated(CpuContext *context, Op op, const Operand &...operand) {
-    return unpredicated<T>(
-        context, [&](auto... element) { return with_fpscr(context, op, element...); }, operand...);
+template <class T, auto op, class... Operand>
+VecT fp_unpredicated(CpuContext *context, const Operand &...operand) {
+    return with_fpscr(context, [&](FPSCR &fpscr) {
+        return unpredicated<T>(
+            context, [&](auto... element) { return op(element..., fpscr); }, operand...);
+    });
 }
 
-template <class T, class Op, class... Operand>
-VecT fp_merge(CpuContext *context, const VecT &old, const PredV &pg, Op op,
-              const Operand &...operand) {
-    return merge<T>(
-        context, old, pg, [&](auto... element) { return with_fpscr(context, op, element...); },
-        operand...);
+template <class T, auto op, class... Operand>
+VecT fp_merge(CpuContext *context, const VecT &old, const PredV &pg, const Operand &...operand) {
+    return with_fpscr(context, [&](FPSCR &fpscr) {
+        return merge<T>(
+            context, old, pg, [&](auto... element) { return op(element..., fpscr); }, operand...);
+    });
 }
 
-template <class T, class Op, class... Operand>
-PredV fp_compare(CpuContext *context, const PredV &pg, Op op, const Operand &...operand) {
-    return compare<T>(
-        context, pg, [&](auto... element) { return with_fpscr(context, op, element...); },
-        operand...);
+template <class T, auto op, class... Operand>
+PredV fp_compare(CpuContext *context, const PredV &pg, const Operand &...operand) {
+    return with_fpscr(context, [&](FPSCR &fpscr) {
+        return compare<T>(
+            context, pg, [&](auto... element) { return op(element..., fpscr); }, operand...);
+    });
 }
 
 // Bits of the fraction, and the pattern of 2^exponent.

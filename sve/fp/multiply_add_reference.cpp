@@ -59,37 +59,37 @@ static auto rotated(const Pairs &pairs, unsigned quarters) {
 
 #define ACCUMULATING(type, T, op, function)                                                        \
     VecT Vec##type##op##VVVM(VecT da, PredV pg, VecT n, VecT m, CpuContext *context) {             \
-        return fp_merge<T>(context, da, pg, function<T>, da, n, m);                                \
+        return fp_merge<T, function<T>>(context, da, pg, da, n, m);                                \
     }
 #define MULTIPLYING(type, T, op, function)                                                         \
     VecT Vec##type##op##VVVM(VecT dn, PredV pg, VecT m, VecT a, CpuContext *context) {             \
-        return fp_merge<T>(context, dn, pg, function<T>, a, dn, m);                                \
+        return fp_merge<T, function<T>>(context, dn, pg, a, dn, m);                                \
     }
 #define ACCUMULATING_INDEXED(type, T, op, function)                                                \
     VecT Vec##type##op##VVVIX(VecT da, VecT n, VecT m, unsigned index, CpuContext *context) {      \
-        return fp_unpredicated<T>(context, function<T>, da, n, indexed<T>(m, index));              \
+        return fp_unpredicated<T, function<T>>(context, da, n, indexed<T>(m, index));              \
     }
 #define INDEXED(type, T, op, function)                                                             \
     VecT Vec##type##op##VVIX(VecT n, VecT m, unsigned index, CpuContext *context) {                \
-        return fp_unpredicated<T>(context, function<T>, n, indexed<T>(m, index));                  \
+        return fp_unpredicated<T, function<T>>(context, n, indexed<T>(m, index));                  \
     }
 
 // Zdn plus Zm times i or -i; and Zda plus a part of Zn times Zm turned. Two of the latter, of unlike parity,
 // make a complex product.
 #define COMPLEX(type, T)                                                                           \
     VecT Vec##type##FCADDVVM(VecT dn, PredV pg, VecT m, unsigned rot, CpuContext *context) {       \
-        return fp_merge<T>(context, dn, pg, FPAdd<T>, dn, rotated<T>(m, rot ? 3 : 1));             \
+        return fp_merge<T, FPAdd<T>>(context, dn, pg, dn, rotated<T>(m, rot ? 3 : 1));             \
     }                                                                                              \
     VecT Vec##type##FCMLAVVVM(VecT da, PredV pg, VecT n, VecT m, unsigned rot,                     \
                               CpuContext *context) {                                               \
-        return fp_merge<T>(context, da, pg, FPMulAdd<T>, da, part<T>(n, rot & 1),                  \
-                           rotated<T>(m, rot));                                                    \
+        return fp_merge<T, FPMulAdd<T>>(context, da, pg, da, part<T>(n, rot & 1),                  \
+                                        rotated<T>(m, rot));                                       \
     }
 #define COMPLEX_INDEXED(type, T)                                                                   \
     VecT Vec##type##FCMLAVVVIX(VecT da, VecT n, VecT m, unsigned index, unsigned rot,              \
                                CpuContext *context) {                                              \
-        return fp_unpredicated<T>(context, FPMulAdd<T>, da, part<T>(n, rot & 1),                   \
-                                  rotated<T>(indexed_pair<T>(m, index), rot));                     \
+        return fp_unpredicated<T, FPMulAdd<T>>(context, da, part<T>(n, rot & 1),                   \
+                                               rotated<T>(indexed_pair<T>(m, index), rot));        \
     }
 
 // clang-format off

@@ -4,8 +4,8 @@
 
 using namespace sve;
 
-template <class T, class Op>
-static T reduce_tree(CpuContext *context, const PredV &pg, const VecT &vector, T identity, Op op) {
+template <class T, auto op>
+static T reduce_tree(CpuContext *context, const PredV &pg, const VecT &vector, T identity) {
     unsigned width = std::bit_ceil(element_count<T>(context));
     T element[sizeof(VecT) / sizeof(T)];
     std::fill_n(element, width, identity);
@@ -13,17 +13,19 @@ static T reduce_tree(CpuContext *context, const PredV &pg, const VecT &vector, T
         if (active)
             element[e] = vector.get<T>(e);
     });
-    while (width > 1) {
-        width /= 2;
-        for (unsigned i = 0; i < width; i++)
-            element[i] = with_fpscr(context, op, element[2 * i], element[2 * i + 1]);
-    }
-    return element[0];
+    return with_fpscr(context, [&](FPSCR &fpscr) {
+        while (width > 1) {
+            width /= 2;
+            for (unsigned i = 0; i < width; i++)
+                element[i] = op(element[2 * i], element[2 * i + 1], fpscr);
+        }
+        return element[0];
+    });
 }
 
 #define TREE(type, T, op, function, identity)                                                      \
     T Vec##type##op##ReduceFV(PredV pg, VecT n, CpuContext *context) {                             \
-        return reduce_tree<T>(context, pg, n, identity, function<T>);                              \
+        return reduce_tree<T, function<T>>(context, pg, n, identity);                              \
     }
 #define FORMAT(type, T)                                                                            \
     TREE(type, T, Add, FPAdd, 0)                                                                   \
@@ -32,8 +34,9 @@ static T reduce_tree(CpuContext *context, const PredV &pg, const VecT &vector, T
     TREE(type, T, MaxNum, FPMaxNum, default_nan<T>)                                                \
     TREE(type, T, MinNum, FPMinNum, default_nan<T>)                                                \
     T Vec##type##AddReduceAV(PredV pg, T start, VecT m, CpuContext *context) {                     \
-        return fold_active<T>(context, pg, m, start, [context](T sum, T element) {                 \
-            return with_fpscr(context, FPAdd<T>, sum, element);                                    \
+        return with_fpscr(context, [&](FPSCR &fpscr) {                                             \
+            return fold_active<T>(context, pg, m, start,                                           \
+                                  [&](T sum, T element) { return FPAdd(sum, element, fpscr); });   \
         });                                                                                        \
     }
 SVE_FP_TYPES(FORMAT)

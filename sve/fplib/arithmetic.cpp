@@ -1,4 +1,5 @@
 #include "sve/fplib/arithmetic.h"
+#include "sve/fplib/common_case.h"
 
 #include <utility>
 
@@ -101,7 +102,7 @@ inline unsigned long fp_square_root(unsigned long x) {
 
 // Sum and difference, by whether the sign of op2 is inverted.
 template <FPPattern T>
-[[gnu::always_inline]] inline T fp_add(T op1, T op2, int negate, FPSCR &fpscr) {
+[[gnu::noinline]] T fp_add(T op1, T op2, int negate, FPSCR &fpscr) {
     const int mode = fp_mode_word(fpscr);
     fp_flags flags(fpscr);
     const unpacked a = fp_unpack(op1, mode, flags);
@@ -125,7 +126,7 @@ template <FPPattern T>
 
 // The products of FPMul and FPMulX, which differ in infinity times zero.
 template <bool extended, FPPattern T>
-[[gnu::always_inline]] inline T fp_mul(T op1, T op2, FPSCR &fpscr) {
+[[gnu::noinline]] T fp_mul(T op1, T op2, FPSCR &fpscr) {
     const int mode = fp_mode_word(fpscr);
     fp_flags flags(fpscr);
     const unpacked a = fp_unpack(op1, mode, flags);
@@ -154,17 +155,16 @@ T fp_muladd(T a, T b, T c, int scale, int mode, int *flags) {
     const unpacked addend = fp_unpack(a, mode, flags);
     const unpacked factor1 = fp_unpack(b, mode, flags);
     const unpacked factor2 = fp_unpack(c, mode, flags);
-    const bool infinite_product = is_infinite(b) || is_infinite(c);
-    const bool zero_product = factor1.mnt == 0 || factor2.mnt == 0;
-    const int product_sgn = factor1.sgn ^ factor2.sgn;
 
     if (is_special<T>(addend) || is_special<T>(factor1) || is_special<T>(factor2)) [[unlikely]] {
-        const bool invalid_product = infinite_product && zero_product;
+        const bool infinite_product = is_infinite(b) || is_infinite(c);
+        const bool invalid_product = infinite_product && (factor1.mnt == 0 || factor2.mnt == 0);
         if (is_nan(a) || is_nan(b) || is_nan(c)) {
             if (is_nan(a) && !is_signalling(a) && invalid_product)
                 return fp_invalid<T>(flags);
             return fp_process_nans({a, b, c}, mode, flags);
         }
+        const int product_sgn = factor1.sgn ^ factor2.sgn;
         if (invalid_product ||
             (is_special<T>(addend) && infinite_product && addend.sgn != product_sgn))
             return fp_invalid<T>(flags);
@@ -187,21 +187,29 @@ using namespace fplib;
 
 template <FPPattern T>
 T FPAdd(T op1, T op2, FPSCR &fpscr) {
+    if (const auto sum = fp_add_common(op1, op2, fpscr)) [[likely]]
+        return *sum;
     return fp_add(op1, op2, 0, fpscr);
 }
 
 template <FPPattern T>
 T FPSub(T op1, T op2, FPSCR &fpscr) {
+    if (const auto difference = fp_add_common(op1, FPNeg(op2), fpscr)) [[likely]]
+        return *difference;
     return fp_add(op1, op2, 1, fpscr);
 }
 
 template <FPPattern T>
 T FPMul(T op1, T op2, FPSCR &fpscr) {
+    if (const auto product = fp_mul_common(op1, op2, fpscr)) [[likely]]
+        return *product;
     return fp_mul<false>(op1, op2, fpscr);
 }
 
 template <FPPattern T>
 T FPMulX(T op1, T op2, FPSCR &fpscr) {
+    if (const auto product = fp_mul_common(op1, op2, fpscr)) [[likely]]
+        return *product;
     return fp_mul<true>(op1, op2, fpscr);
 }
 
@@ -258,9 +266,16 @@ T FPSqrt(T op, FPSCR &fpscr) {
 }
 
 template <FPPattern T>
-T FPMulAdd(T addend, T op1, T op2, FPSCR &fpscr) {
+[[gnu::noinline]] static T fp_muladd(T addend, T op1, T op2, FPSCR &fpscr) {
     fp_flags flags(fpscr);
-    return fp_muladd(addend, op1, op2, 0, fp_mode_word(fpscr), flags);
+    return fplib::fp_muladd(addend, op1, op2, 0, fp_mode_word(fpscr), flags);
+}
+
+template <FPPattern T>
+T FPMulAdd(T addend, T op1, T op2, FPSCR &fpscr) {
+    if (const auto result = fp_fused_common(addend, op1, op2, 0, fpscr)) [[likely]]
+        return *result;
+    return fp_muladd(addend, op1, op2, fpscr);
 }
 
 #define INSTANTIATE(T)                                                                             \

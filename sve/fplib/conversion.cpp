@@ -1,5 +1,6 @@
 #include "sve/fplib/conversion.h"
 
+#include "sve/fplib/common_case.h"
 #include "sve/fplib/rounding.h"
 
 namespace fplib {
@@ -13,9 +14,15 @@ struct rounded_integer {
 
 // The mantissa without its low `fraction_bits`.
 rounded_integer round_to_integer(int sgn, unsigned long mnt, int fraction_bits, int rm) {
-    const uint128 value = shift_right_sticky(static_cast<uint128>(mnt) << 64, fraction_bits);
-    const auto magnitude = static_cast<unsigned long>(value >> 64);
-    const int error = rounding_error(static_cast<unsigned long>(value));
+    unsigned long magnitude = 0;
+    unsigned long dropped = mnt != 0; // below one half
+    if (fraction_bits < 64) {
+        magnitude = mnt >> fraction_bits;
+        dropped = mnt << 1 << (63 - fraction_bits);
+    } else if (fraction_bits == 64) {
+        dropped = mnt;
+    }
+    const int error = rounding_error(dropped);
     return {magnitude + rounds_up(rm, sgn, magnitude & 1, error), error};
 }
 
@@ -96,7 +103,8 @@ D FPConvert(S op, FPRounding rounding, FPSCR &fpscr) {
 }
 
 template <FPPattern U, FPPattern T>
-U fplibFPToFixed(T op, int fbits, bool unsigned_, FPRounding rounding, FPSCR &fpscr) {
+[[gnu::noinline]] static U fp_to_fixed(T op, int fbits, bool unsigned_, FPRounding rounding,
+                                       FPSCR &fpscr) {
     fp_flags flags(fpscr);
     const unpacked x = fp_unpack(op, fp_mode_word(fpscr), flags);
     if (is_nan(op)) {
@@ -120,6 +128,14 @@ U fplibFPToFixed(T op, int fbits, bool unsigned_, FPRounding rounding, FPSCR &fp
     }
     *flags |= IOC;
     return saturated<U>(x.sgn, unsigned_);
+}
+
+template <FPPattern U, FPPattern T>
+U fplibFPToFixed(T op, int fbits, bool unsigned_, FPRounding rounding, FPSCR &fpscr) {
+    if (fbits == 0 && rounding == FPRounding_ZERO)
+        if (const auto integer = fp_truncate_common<U>(op, unsigned_, fpscr)) [[likely]]
+            return *integer;
+    return fp_to_fixed<U>(op, fbits, unsigned_, rounding, fpscr);
 }
 
 template <FPPattern T>
@@ -154,7 +170,7 @@ T FPRoundInt(T op, FPRounding rounding, bool exact, FPSCR &fpscr) {
     if (magnitude == 0)
         return with_sign(x.sgn, T{0});
     fp_normalise(magnitude, exp);
-    return fp_round<T>(x.sgn, exp, magnitude, FPRounding_ZERO, mode, flags); // exact
+    return with_sign(x.sgn, static_cast<T>(magnitude_of<T>(exp, magnitude))); // exact
 }
 
 unsigned short FPScale16(unsigned short op, short scale, FPSCR &fpscr) {

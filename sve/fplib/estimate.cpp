@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "sve/fplib/arithmetic.h"
+#include "sve/fplib/common_case.h"
 
 namespace fplib {
 namespace {
@@ -39,9 +40,12 @@ struct step {
 
 template <step kind, FPPattern T>
 inline T fp_step(T op1, T op2, FPSCR &fpscr) {
+    constexpr int scale = kind.halved ? -1 : 0;
+    op1 = FPNeg(op1);
+    if (const auto result = fp_fused_common(kind.minuend<T>(), op1, op2, scale, fpscr)) [[likely]]
+        return *result;
     const int mode = fp_mode_word(fpscr);
     fp_flags flags(fpscr);
-    op1 = FPNeg(op1);
     if (is_infinite(op1) || is_infinite(op2)) [[unlikely]] {
         const unpacked a = fp_unpack(op1, mode, flags);
         const unpacked b = fp_unpack(op2, mode, flags);
@@ -51,7 +55,7 @@ inline T fp_step(T op1, T op2, FPSCR &fpscr) {
             return kind.without_product<T>();
         return with_sign(a.sgn ^ b.sgn, format<T>::infinity);
     }
-    return fp_muladd(kind.minuend<T>(), op1, op2, kind.halved ? -1 : 0, mode, flags);
+    return fp_muladd(kind.minuend<T>(), op1, op2, scale, mode, flags);
 }
 
 } // namespace

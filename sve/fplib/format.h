@@ -90,6 +90,14 @@ constexpr int exponent_of(T x) {
     return static_cast<int>(x >> format<T>::fraction_bits) & format<T>::max_exponent;
 }
 
+// Exponent and fraction as one number, the mantissa's lower bits left out: the leading one adds 1 to the exponent
+// field if it is there, and so does a carry when the number is rounded up.
+template <FPPattern T>
+constexpr unsigned long magnitude_of(int exp, unsigned long mnt) {
+    return (static_cast<unsigned long>(exp - 1) << format<T>::fraction_bits) +
+           (mnt >> (63 - format<T>::fraction_bits));
+}
+
 // The magnitude with the given sign.
 template <FPPattern T>
 constexpr T with_sign(int sgn, T magnitude) {

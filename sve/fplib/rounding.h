@@ -15,9 +15,9 @@ constexpr int rounding_error(unsigned long dropped) {
 
 // Whether the magnitude is rounded away from zero. `odd` is the last bit that is kept.
 constexpr bool rounds_up(int rm, int sgn, int odd, int error) {
-    switch (rm) {
-    case FPRounding_TIEEVEN:
+    if (rm == FPRounding_TIEEVEN) [[likely]]
         return (error | odd) == 3;
+    switch (rm) {
     case FPRounding_POSINF:
         return error != 0 && sgn == 0;
     case FPRounding_NEGINF:
@@ -58,11 +58,8 @@ template <FPPattern T>
     // One past the largest exponent is far enough to be seen as an overflow.
     exp = std::min(exp, f::max_exponent + 1);
 
-    // Exponent and fraction as one number: the leading one adds 1 to the exponent field if it is
-    // there, and a carry out of the fraction does the same.
-    const unsigned long kept = mnt >> (63 - f::fraction_bits);
     const int error = rounding_error(mnt << (f::fraction_bits + 1));
-    unsigned long magnitude = (static_cast<unsigned long>(exp - 1) << f::fraction_bits) + kept;
+    unsigned long magnitude = magnitude_of<T>(exp, mnt);
     magnitude += rounds_up(rm, sgn, magnitude & 1, error);
     if (rm == FPRounding_ODD)
         magnitude |= error != 0;

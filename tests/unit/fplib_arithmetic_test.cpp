@@ -163,6 +163,7 @@ TYPED_TEST(FPLib, Sums) {
         });
     }
     const double u = std::ldexp(1, -e::fraction_bits); // the last bit of 1
+    const double half_of_last = std::ldexp(1, e::bias - e::fraction_bits - 1); // of the largest
     check<T, T, T>({
         {"infinities", FPAdd, {e::inf, e::inf}, e::inf},
         {"against each other", FPSub, {e::inf, e::inf}, e::nan, IOC},
@@ -176,7 +177,11 @@ TYPED_TEST(FPLib, Sums) {
         {"sticky only", FPSub, {p<T>(1), tiny}, p<T>(1) - 1, IXC, to_zero},
         {"sticky only, to nearest", FPSub, {p<T>(1), tiny}, p<T>(1), IXC},
         {"sticky only, up", FPAdd, {p<T>(1), tiny}, p<T>(1) + 1, IXC, to_plus},
+        {"tie to even", FPAdd, {p<T>(1), p<T>(u / 2)}, p<T>(1), IXC},
+        {"odd tie to even", FPSub, {p<T>(1) + 1, p<T>(-u / 2)}, p<T>(1) + 2, IXC},
+        {"above a tie", FPAdd, {p<T>(1), p<T>(u / 2) + 1}, p<T>(1) + 1, IXC},
         {"overflow", FPAdd, {e::max, e::max}, e::inf, OFC | IXC},
+        {"overflow by a tie", FPAdd, {e::max, p<T>(half_of_last)}, e::inf, OFC | IXC},
         {"overflow held back", FPAdd, {e::max, tiny}, e::max, IXC},
         {"largest by direction", FPAdd, {e::max, tiny}, e::inf, OFC | IXC, to_plus},
     });
@@ -187,6 +192,8 @@ TYPED_TEST(FPLib, Sums) {
         {"opposite infinities", FPMulAdd, {e::inf, p<T>(-1), e::inf}, e::nan, IOC},
         {"infinite addend", FPMulAdd, {e::inf, p<T>(-1), e::max}, e::inf},
         {"infinite product", FPMulAdd, {p<T>(1), p<T>(-1), e::inf}, e::minus_inf},
+        {"small product", FPMulAdd, {p<T>(1), e::normal, p<T>(-1)}, p<T>(1), IXC},
+        {"small addend", FPMulAdd, {e::normal, p<T>(1), p<T>(-1)}, p<T>(-1), IXC},
         {"tiny product, down", FPMulAdd, {p<T>(1), tiny, minus_tiny}, p<T>(1) - 1, IXC, to_minus},
         {"beyond the range and back", FPMulAdd, {e::minus | e::max, e::max, p<T>(2)}, e::max},
     });

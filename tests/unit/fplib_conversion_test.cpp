@@ -96,6 +96,8 @@ TEST(FPLibConvert, ToIntegers) {
         {"2^31", to_integer, {p<single>(0x1p31), 0, false, zero}, 0x7fff'ffff, IOC},
         {"-2^31", to_integer, {p<single>(-0x1p31), 0, false, zero}, 0x8000'0000},
         {"0.5", to_integer, {p<single>(0.5), 0, false, zero}, 0, IXC},
+        {"-3", to_integer, {p<single>(-3), 0, false, zero}, -3u},
+        {"-3.5", to_integer, {p<single>(-3.5), 0, false, zero}, -3u, IXC},
         {"NaN", to_integer, {0xffc0'0000, 0, false, zero}, 0, IOC, DN},
         {"-0.5 unsigned", to_integer, {p<single>(-0.5), 0, true, zero}, 0, IXC},
         {"-0.5 unsigned, down", to_integer, {p<single>(-0.5), 0, true, down}, 0, IOC},
