@@ -70,7 +70,7 @@ inline void element_done() {
     std::atomic_signal_fence(std::memory_order_seq_cst);
 }
 
-// The accessor of the reference library that has the width of T, and the sign of T.
+// A protected read or, without non_fault, a plain one: by the accessor that has the width of T, with the sign of T.
 template <class T>
 T read_memory(uint64_t address, int non_fault, bool *fault, CpuContext *context) {
     if constexpr (sizeof(T) == 1)
@@ -81,17 +81,6 @@ T read_memory(uint64_t address, int non_fault, bool *fault, CpuContext *context)
         return static_cast<T>(ReadMemLib4(address, non_fault, fault, context));
     else
         return static_cast<T>(ReadMemLib8(address, non_fault, fault, context));
-}
-template <class T>
-void write_memory(T value, uint64_t address, CpuContext *context) {
-    if constexpr (sizeof(T) == 1)
-        WriteMemLib1(value, address, context);
-    else if constexpr (sizeof(T) == 2)
-        WriteMemLib2(value, address, context);
-    else if constexpr (sizeof(T) == 4)
-        WriteMemLib4(value, address, context);
-    else
-        WriteMemLib8(value, address, context);
 }
 
 } // namespace sve

@@ -47,7 +47,7 @@ static VecT replicate(CpuContext *context, const PredV &pg, uint64_t address) {
     VecT result;
     for_each_element<Element>(context, pg, [&](unsigned e, bool active) {
         if (active && !is_read) {
-            value = read_memory<Memory>(address, 0, nullptr, context);
+            value = load_memory<Memory>(address);
             is_read = true;
         }
         result.set<Element>(e, active ? value : 0);

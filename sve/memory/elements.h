@@ -101,19 +101,20 @@ void store_contiguous(const uint8_t *row, const uint8_t *governing, uint64_t add
 // ---- Reference tier -------------------------------------------------------------------------------
 
 template <class Memory, class Element, class Address>
-VecT load_reference(CpuContext *context, const PredV &pg, Address address) {
+VecT load_reference(const CpuContext *context, const PredV &pg, Address address) {
     VecT result;
     for_each_element<Element>(context, pg, [&](unsigned e, bool active) {
-        result.set<Element>(e, active ? read_memory<Memory>(address(e), 0, nullptr, context) : 0);
+        result.set<Element>(e, active ? load_memory<Memory>(address(e)) : 0);
     });
     return result;
 }
 
 template <class Memory, class Element, class Address>
-void store_reference(CpuContext *context, const PredV &pg, const VecT &source, Address address) {
+void store_reference(const CpuContext *context, const PredV &pg, const VecT &source,
+                     Address address) {
     for_each_element<Element>(context, pg, [&](unsigned e, bool active) {
         if (active)
-            write_memory<Memory>(static_cast<Memory>(source.get<Element>(e)), address(e), context);
+            store_memory(address(e), static_cast<Memory>(source.get<Element>(e)));
     });
 }
 

@@ -9,8 +9,7 @@ template <class Element, class... Member>
 static void load(CpuContext *context, const PredV &pg, uint64_t address, Member *...member) {
     for_each_element<Element>(context, pg, [&](unsigned e, bool active) {
         const auto next = [&] {
-            const Element value =
-                active ? read_memory<Element>(address, 0, nullptr, context) : Element{0};
+            const Element value = active ? load_memory<Element>(address) : Element{0};
             address += sizeof value;
             return value;
         };
@@ -23,7 +22,7 @@ static void store(CpuContext *context, const PredV &pg, uint64_t address, const 
     for_each_element<Element>(context, pg, [&](unsigned e, bool active) {
         const auto next = [&](Element value) {
             if (active)
-                write_memory<Element>(value, address, context);
+                store_memory(address, value);
             address += sizeof value;
         };
         (next(member.template get<Element>(e)), ...);
