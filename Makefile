@@ -25,6 +25,7 @@ run: build
 	build/stage/bin/sverun $(PROGRAM) $(ARGS)
 
 test: build
+	@scripts/install-packages.sh --tests
 	cmake --preset host-sanitize $(CMAKE_ARGS)
 	cmake --build --preset host-sanitize -j $(JOBS)
 	ctest --preset host

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian or Ubuntu packages that building, running and testing need. Does nothing where
-# all are there. Works as root or with sudo; otherwise says what it would install.
+# Installs the Debian or Ubuntu packages that building and running need; with --tests, those that only tests
+# need, too. Does nothing where all are there. Works as root or with sudo; otherwise says what it would install.
 set -euo pipefail
 
 # qemu-user is also the SVE processor of the conformance tests.
@@ -9,6 +9,7 @@ if [[ $(uname -m) != aarch64 ]]; then
     # The cross compiler, and the libraries that programs run with on the processor emulator.
     packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross)
 fi
+[[ ${1-} != --tests ]] || packages+=(gdb-multiarch)
 
 missing=()
 for package in "${packages[@]}"; do

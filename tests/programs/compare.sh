@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # Runs a program under the launcher, and by a command that has a processor with SVE. Fails unless it is
-# emulated in the first run and both runs have the same standard output and status.
+# emulated in the first run, both runs have the same standard output, and both end with status 0.
 #
-#     compare.sh [-n TIMES] [-t TOTAL] [-o OPTION] SVERUN SVE_PROCESSOR... -- PROGRAM ARGUMENTS...
+#     compare.sh [-n TIMES] [-s STATUS] [-t TOTAL] [-o OPTION] SVERUN SVE_PROCESSOR... -- PROGRAM ARGUMENTS...
 #
-# With -n the emulated run is repeated: what goes wrong by an accident of timing may do so rarely. With -t the
-# total of emulated instructions must be this one. A program that a signal ends prints no totals. -o is an
-# option of the launcher's.
+# With -n the emulated run is repeated: what goes wrong by an accident of timing may do so rarely. -s is another
+# status than 0 that the program is to end with. With -t the total of emulated instructions must be this one. A
+# program that a signal ends prints no totals. -o is an option of the launcher's.
 set -u
-times=1 total='[1-9][0-9]*'
+times=1 status=0 total='[1-9][0-9]*'
 [[ $1 == -n ]] && times=$2 && shift 2
+[[ $1 == -s ]] && status=$2 && shift 2
 [[ $1 == -t ]] && total=$2 && shift 2
 options=()
 [[ $1 == -o ]] && options=("$2") && shift 2
@@ -28,6 +29,7 @@ fi
 
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+: >"$directory/totals"
 "${processor[@]}" "$@" >"$directory/real" 2>"$directory/real_errors" </dev/null
 real_status=$?
 fail() {
@@ -35,14 +37,16 @@ fail() {
     tail -n 5 "$directory/totals"
     exit 1
 }
+[[ $real_status == "$status" ]] ||
+    { tail -n 5 "$directory/real_errors" && fail "status $real_status with SVE, and not $status"; }
 [[ -s $directory/real ]] || { tail -n 5 "$directory/real_errors" && fail "the program prints nothing"; }
 
 for ((time = 1; time <= times; time++)); do
     "${sverun[@]}" "$@" >"$directory/emulated" 2>"$directory/totals" </dev/null
     emulated_status=$?
-    [[ $emulated_status == "$real_status" ]] ||
-        fail "run $time: status $emulated_status under sverun, $real_status with SVE"
-    ((real_status >= 128)) || grep -qE ": $total SVE instructions executed$" "$directory/totals" ||
+    [[ $emulated_status == "$status" ]] ||
+        fail "run $time: status $emulated_status under sverun, $status with SVE"
+    ((status >= 128)) || grep -qE ": $total SVE instructions executed$" "$directory/totals" ||
         fail "run $time: the total isn't $total"
     cmp "$directory/real" "$directory/emulated" ||
         { diff -a "$directory/real" "$directory/emulated" | head -n 20 && fail "run $time differs"; }
