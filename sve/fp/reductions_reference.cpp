@@ -1,22 +1,20 @@
 #include "sve/fp/reductions.h"
 
-#include <bit>
-
 using namespace sve;
 
+// Neighbours are reduced to one until one element is left, as if identities filled the vector up to a power of two. An
+// identity with itself is itself and raises nothing, so what is made of them alone is left out.
 template <class T, auto op>
 static T reduce_tree(CpuContext *context, const PredV &pg, const VecT &vector, T identity) {
-    unsigned width = std::bit_ceil(element_count<T>(context));
-    T element[sizeof(VecT) / sizeof(T)];
-    std::fill_n(element, width, identity);
+    T element[sizeof(VecT) / sizeof(T) + 1];
     for_each_element<T>(context, pg, [&](unsigned e, bool active) {
-        if (active)
-            element[e] = vector.get<T>(e);
+        element[e] = active ? vector.get<T>(e) : identity;
     });
     return with_fpscr(context, [&](FPSCR &fpscr) {
-        while (width > 1) {
-            width /= 2;
-            for (unsigned i = 0; i < width; i++)
+        for (unsigned count = element_count<T>(context); count > 1;) {
+            element[count] = identity;
+            count = (count + 1) / 2;
+            for (unsigned i = 0; i < count; i++)
                 element[i] = op(element[2 * i], element[2 * i + 1], fpscr);
         }
         return element[0];
