@@ -61,6 +61,7 @@ static PredV compare_wide(CpuContext *context, const PredV &pg, Relation relatio
         const auto elements = load_chunk<uint64_t>(n.byte, block);
         const auto value = load_chunk<Wide>(m.byte, block);
         chunk<uint64_t> holds = {};
+#pragma GCC unroll 8 // shifts by constants
         for (int from = 0; from < 64; from += width) {
             const auto at_the_top = reinterpret_cast<chunk<Wide>>(elements << (64 - width - from));
             const auto all_ones = relation(at_the_top >> (64 - width), value);
