@@ -1,8 +1,8 @@
 #pragma once
 
 // Loops of the floating-point reference functions: those of core/elements.h, with an operation that is a
-// function of the floating-point library. It works with the control word of the context, and its flags are added to the
-// context's status:
+// function of the floating-point library. It works with the control word of the context, and its flags are
+// added to the context's status:
 //
 //     VecT VecF32AddVVM(VecT dn, PredV pg, VecT m, CpuContext *context) {
 //         return fp_merge<uint32_t, FPAdd<uint32_t>>(context, dn, pg, dn, m);

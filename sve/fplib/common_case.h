@@ -44,9 +44,9 @@ template <FPPattern T>
     return with_sign(sgn, static_cast<T>(magnitude + up));
 }
 
-// The sum, times 2^scale, of two numbers whose mantissas have their leading ones below the top two bits, and so many zeros at the low
-// end that none but a zero is lost where the sum has far fewer digits than they have. `unit` is the bit that is worth
-// 1 when the exponent is the bias.
+// The sum, times 2^scale, of two numbers with mantissas that leave the top two bits free; the bit `unit` is worth 1
+// when the exponent is the bias. The mantissas end in zeros, so where the numbers are close enough for leading digits
+// to cancel, no digit of the smaller one is shifted out.
 template <FPPattern T, int unit, typename M>
 [[gnu::always_inline]] inline std::optional<T> fp_sum_common(number<M> a, number<M> b, int scale,
                                                              FPSCR &fpscr) {
