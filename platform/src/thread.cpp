@@ -43,6 +43,7 @@ struct alignas(16) thread_record {
     thread_record *next; // of all threads that have one
     dr_thread_area_t *area;
     pid_t tid;
+    bool asked_to_close;  // by a message, which it may not have got yet
     bool closed;          // the client never runs on this thread again
     bool close_requested; // close it when the client has returned
 
@@ -345,21 +346,29 @@ void close_this_thread_later(ucontext_t &context) {
     own_record().close_requested = true;
 }
 
-// Asks each thread that isn't closed. Returns whether there are any.
-static bool ask_to_close() {
+// Returns whether the thread is there.
+static bool send_close_message(const thread_record &record) {
+    siginfo_t message = {};
+    message.si_signo = SIGILL;
+    message.si_code = SI_QUEUE;
+    message.si_pid = getpid();
+    message.si_uid = getuid();
+    message.si_value.sival_ptr = &closing_thread;
+    return syscall(SYS_rt_tgsigqueueinfo, getpid(), record.tid, SIGILL, &message) == 0;
+}
+
+// Asks each thread that isn't closed and, unless `all`, has not been asked yet. Returns whether there are any that
+// aren't closed.
+static bool ask_to_close(bool all) {
     const threads_locked locked;
     closing_thread = thread_id();
     bool any = false;
-    for (const thread_record *record = threads; record; record = record->next) {
+    for (thread_record *record = threads; record; record = record->next) {
         if (record->area == &dr_thread_area || __atomic_load_n(&record->closed, __ATOMIC_ACQUIRE))
             continue;
-        siginfo_t message = {};
-        message.si_signo = SIGILL;
-        message.si_code = SI_QUEUE;
-        message.si_pid = getpid();
-        message.si_uid = getuid();
-        message.si_value.sival_ptr = &closing_thread;
-        any |= syscall(SYS_rt_tgsigqueueinfo, getpid(), record->tid, SIGILL, &message) == 0;
+        if (all || !record->asked_to_close)
+            record->asked_to_close = send_close_message(*record);
+        any |= record->asked_to_close;
     }
     return any;
 }
@@ -368,7 +377,9 @@ void close_other_threads() {
     // A thread that doesn't answer is stopped, by a debugger or in vfork: it can't be in the
     // client.
     constexpr int longest_wait = 5000; // times 200 µs
-    for (int i = 0; i < longest_wait && ask_to_close(); i++) {
+    // Messages to hundreds of threads, again and again, would keep the lock from them.
+    constexpr int messages_every = 50;
+    for (int i = 0; i < longest_wait && ask_to_close(i % messages_every == 0); i++) {
         const timespec pause = {0, 200'000};
         nanosleep(&pause, nullptr);
     }
