@@ -6,7 +6,7 @@ BENCH   ?= full
 
 export CTEST_PARALLEL_LEVEL ?= $(JOBS)
 
-.PHONY: build run test bench package format clean packages
+.PHONY: build run test kernel-test bench package format clean packages
 .DEFAULT_GOAL := build
 
 packages:
@@ -31,6 +31,12 @@ test: build
 	ctest --preset host
 	ctest --preset host-sanitize
 	ctest --preset aarch64
+
+# The tests of whole programs under a Linux kernel, on an emulated AArch64 machine. Not part of `test`, since it
+# downloads a kernel.
+kernel-test: build
+	@scripts/install-packages.sh --kernel
+	tests/kernel/test.py build/aarch64 build/stage
 
 bench: build
 	build/host/bench/core_benchmark
