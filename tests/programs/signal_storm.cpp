@@ -67,7 +67,9 @@ using main_function = int(int, char **, char **);
 main_function *programs_main;
 
 int main_in_storm(int argc, char **argv, char **environment) {
-    start_storm();
+    // Not in the launcher, which is a program of this processor on an AArch64 machine.
+    if (dlsym(RTLD_DEFAULT, "dr_get_main_module"))
+        start_storm();
     return programs_main(argc, argv, environment);
 }
 
