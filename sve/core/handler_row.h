@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sve/core/decode_maps.h"
+#include "sve/core/vector_use.h"
 
 #include <span>
 
@@ -19,6 +20,7 @@ struct handler_row {
     // implementation of the same operation, which only the comparison of the two runs.
     aarch64_handler reference = nullptr;
     handler_route route = handler_route::direct;
+    vector_use vectors = {}; // that the form's words read and write
 };
 
 // A family's rows: constant-initialised, so that they are there when the maps are built from them.

@@ -11,6 +11,7 @@
 
 #include "sve/core/operands.h"
 #include "sve/core/predicate_bits.h"
+#include "sve/core/vector_use.h"
 
 namespace sve {
 
@@ -55,6 +56,7 @@ inline unsigned operand_value(const cpu_state *, unsigned imm) {
 
 // A vector, to Zd.
 struct to_z {
+    static constexpr unsigned vectors = 1;
     static void write(cpu_state *state, uint32_t word, const VecT &result) {
         std::memcpy(state->z[bits(word, 4, 0)], result.byte, sve_vector_bytes);
     }
@@ -78,6 +80,7 @@ struct to_x {
 // row becomes 0.
 template <unsigned size>
 struct to_v {
+    static constexpr unsigned vectors = 1;
     static void write(cpu_state *state, uint32_t word, uint64_t result) {
         uint8_t *row = state->z[bits(word, 4, 0)];
         std::memset(row, 0, sve_vector_bytes);
@@ -91,7 +94,9 @@ struct to_none {};
 // `count` vectors, to Zt and the registers behind it, the last being followed by Z0. The function
 // writes them through pointers, which come behind its other operands.
 template <unsigned count>
-struct to_z_group {};
+struct to_z_group {
+    static constexpr unsigned vectors = count;
+};
 
 // ---- The stub ----------------------------------------------------------------------------------
 
@@ -139,11 +144,20 @@ template <auto function, class... Operand, class Destination>
 }
 
 template <auto function, class Destination, class... Operand>
-aarch64_decode_rc reference(cpu_state *state, unsigned int word) {
+aarch64_decode_rc run_reference(cpu_state *state, unsigned int word) {
     CpuContext context = make_context(state);
     call_reference<function, Operand...>(Destination{}, state, word, &context);
     write_back(state, context);
     return AARCH64_DECODE_OK;
 }
+
+// As rows have it: with what can be told of a form by its operands.
+struct reference_stub {
+    aarch64_handler run = nullptr;
+    vector_use vectors;
+};
+template <auto function, class Destination, class... Operand>
+inline constexpr reference_stub reference = {run_reference<function, Destination, Operand...>,
+                                             vector_use_of<Destination, Operand...>()};
 
 } // namespace sve

@@ -41,11 +41,16 @@ inline constexpr std::nullptr_t reference_route = nullptr;
 
 // A row of a handler that takes it, and one of a handler that does nothing.
 constexpr handler_row reference_row(const char *name, const decode_map *map, unsigned key,
-                                    aarch64_handler reference) {
-    return {name, map, key, reference, nullptr, handler_route::reference};
+                                    reference_stub stub) {
+    return {name, map, key, stub.run, nullptr, handler_route::reference, stub.vectors};
 }
 constexpr handler_row no_op_row(const char *name, const decode_map *map, unsigned key) {
     return {name, map, key, no_op, nullptr, handler_route::no_op};
+}
+// A row of a handler on the direct route that has a reference stub, too.
+constexpr handler_row direct_row(const char *name, const decode_map *map, unsigned key,
+                                 aarch64_handler direct, reference_stub stub) {
+    return {name, map, key, direct, stub.run, handler_route::direct, stub.vectors};
 }
 
 // A row of a handler whose two tiers take the same operands in the same order: the destination is
@@ -55,8 +60,8 @@ constexpr handler_row row(const char *name, const decode_map *map, unsigned key)
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
         return reference_row(name, map, key, reference<function, Destination, Operand...>);
     else
-        return {name, map, key, direct<routine, Operand...>,
-                reference<function, Destination, Operand...>};
+        return direct_row(name, map, key, direct<routine, Operand...>,
+                          reference<function, Destination, Operand...>);
 }
 
 // The same where the destination is only written: a direct routine gets its record in front, a
@@ -66,8 +71,8 @@ constexpr handler_row row_to(const char *name, const decode_map *map, unsigned k
     if constexpr (std::is_null_pointer_v<decltype(routine)>)
         return reference_row(name, map, key, reference<function, Destination, Operand...>);
     else
-        return {name, map, key, direct<routine, Written, Operand...>,
-                reference<function, Destination, Operand...>};
+        return direct_row(name, map, key, direct<routine, Written, Operand...>,
+                          reference<function, Destination, Operand...>);
 }
 
 // The same where the direct routine uses the host's floating-point instructions.

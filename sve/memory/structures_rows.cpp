@@ -17,14 +17,15 @@ struct Member {
 // Direct routines get Zt alone; the reference functions of stores get the members behind their other operands.
 template <unsigned count, unsigned size, auto routine, auto function, class Offset>
 static consteval handler_row load_row(const char *name, const decode_map *map, unsigned key) {
-    return {name, map, key, direct<routine, Zd<size>, Pg<Z>, Base, Offset>,
-            reference<function, to_z_group<count>, Pg<Z>, Base, Offset>};
+    return direct_row(name, map, key, direct<routine, Zd<size>, Pg<Z>, Base, Offset>,
+                      reference<function, to_z_group<count>, Pg<Z>, Base, Offset>);
 }
 template <unsigned count, unsigned size, auto routine, auto function, class Offset>
 static consteval handler_row store_row(const char *name, const decode_map *map, unsigned key) {
-    return [&]<unsigned... r>(std::integer_sequence<unsigned, r...>)->handler_row {
-        return {name, map, key, direct<routine, Zd<size>, Pg<plain>, Base, Offset>,
-                reference<function, to_none, Pg<plain>, Base, Offset, Member<size, r>...>};
+    return [&]<unsigned... r>(std::integer_sequence<unsigned, r...>) {
+        return direct_row(
+            name, map, key, direct<routine, Zd<size>, Pg<plain>, Base, Offset>,
+            reference<function, to_none, Pg<plain>, Base, Offset, Member<size, r>...>);
     }
     (std::make_integer_sequence<unsigned, count>{});
 }

@@ -13,11 +13,11 @@ static consteval auto direct_tier() {
         return aarch64_handler{direct<routine, Operand...>};
 }
 static consteval handler_row row_of(const char *name, const decode_map *map, unsigned key,
-                                    aarch64_handler direct, aarch64_handler reference) {
-    return {name, map, key, direct, reference};
+                                    aarch64_handler direct, reference_stub reference) {
+    return direct_row(name, map, key, direct, reference);
 }
 static consteval handler_row row_of(const char *name, const decode_map *map, unsigned key,
-                                    std::nullptr_t, aarch64_handler reference) {
+                                    std::nullptr_t, reference_stub reference) {
     return reference_row(name, map, key, reference);
 }
 
