@@ -1,0 +1,162 @@
+#pragma once
+
+// Where native instructions have to clear the upper bytes of Z registers.
+//
+// On a processor with SVE an instruction that writes Vn clears Zn from byte 16 on. Where SVE is emulated, native code
+// runs as it is, and the upper bytes are in memory that it knows nothing of. To clear them there costs a dozen
+// instructions; nearly all native writes can do without, since no SVE instruction reads Zn before it is written
+// again. So code is looked at in stretches: a function, or what lies around an instruction that was met.
+//
+//     reach      which words are instructions: those that direct branches lead to from an entry, or from behind a
+//                call. Anything else may be data, and is never touched.
+//     liveness   backward over these instructions, a bit for each register: whether an SVE instruction may read the
+//                upper bytes that are there at this point. SVE instructions read those of their sources and
+//                replace those of their destinations, native writes clear them, calls and returns may hand
+//                Z0 to Z7 on, an indirect jump may lead to any instruction.
+//     places     native writes of a register whose upper bytes are live behind them.
+//
+// Nothing here knows of a platform or reads memory: a stretch is a copy of words, and what other code does with
+// registers is asked of a function.
+
+#include "sve/client/analysis/a64_words.h"
+#include "sve/client/analysis/sve_words.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+namespace sve::analysis {
+
+// Z0 to Z7: arguments and results of the procedure call standard.
+inline constexpr uint32_t passed_registers = 0xff;
+inline constexpr uint32_t all_registers = 0xffffffff;
+
+// A native instruction whose upper bytes matter, and the V registers that it writes.
+struct place {
+    uintptr_t pc;
+    uint32_t written;
+    bool operator==(const place &) const = default;
+};
+
+// What a stretch has to know of other code. Masks of registers.
+struct surroundings {
+    // Those whose upper bytes may be read from a point outside on: the target of a call, or of a jump.
+    std::function<uint32_t(uintptr_t target, bool call)> read_at = [](uintptr_t, bool call) {
+        return call ? passed_registers : all_registers;
+    };
+    // Those that may be read behind a return.
+    uint32_t read_by_caller = passed_registers;
+    // Those that may be read where an indirect jump leads to, if that is outside.
+    uint32_t read_outside = all_registers;
+};
+
+class code_stretch {
+public:
+    explicit code_stretch(const sve_words &sve) : sve_(sve) {}
+
+    // Takes the words from `start` on in place of those before. Nothing is reached yet.
+    void load(uintptr_t start, std::span<const uint32_t> words);
+
+    uintptr_t start() const { return start_; }
+    uintptr_t end() const { return start_ + 4 * words_.size(); }
+    bool contains(uintptr_t pc) const { return pc >= start() && pc < end(); }
+
+    // ---- Reach ----
+
+    // Control comes to `pc` from elsewhere.
+    void enter(uintptr_t pc);
+
+    // What only indirect jumps lead to, if there are any, or the handlers of exceptions: the gaps between what has
+    // been reached, where all of a piece looks like code and nothing looks like a load from it. To be called when
+    // all entries are known. `has_handlers`: an unwinder may come to code that no instruction leads to.
+    void enter_gaps(bool has_handlers);
+
+    // The instruction at `pc` has run. It is followed in both directions: also instructions that can only lead to
+    // what has been reached are taken for such.
+    void enter_around(uintptr_t pc);
+
+    bool is_reached(uintptr_t pc) const { return contains(pc) && facts_[index(pc)].reached; }
+    bool has_sve() const { return has_sve_; } // among what is reached
+
+    // ---- Liveness ----
+
+    void find_live(const surroundings &around);
+
+    // The registers whose upper bytes may be read from a reached point on.
+    uint32_t live_at(uintptr_t pc) const { return live_[index(pc)]; }
+
+    // Adds the places, in ascending order.
+    void add_places(std::vector<place> &places) const;
+
+    // Direct calls and jumps that leave the stretch, and what is read behind them: where a jump leads to, behind a
+    // call, its return.
+    struct exit {
+        uintptr_t target;
+        bool call;
+        uint32_t live_behind;
+    };
+    size_t exits() const { return exits_.size(); }
+    template <class F>
+    void for_each_exit(F &&visit) const {
+        for (const uint32_t i : exits_) {
+            const bool call = facts_[i].kind == flow::call;
+            visit(exit{target(i), call, call ? live_behind(i) : 0});
+        }
+    }
+
+    // The registers to clear where an SVE instruction is met for the first time, and no native write has been
+    // rewritten yet: those that were written natively on the way from an entry to `pc`, without an SVE instruction
+    // in between. Where they were written on one of several ways only, those stay that may hold what the entry's
+    // caller handed over.
+    uint32_t written_before(uintptr_t pc) const;
+
+private:
+    struct word_facts {
+        uint32_t reads = 0;  // upper bytes read here
+        uint32_t writes = 0; // upper bytes replaced here, by an SVE instruction or a native write
+        int32_t target = 0;  // index of a branch's, jump's or call's
+        flow kind = flow::next;
+        bool reached = false;
+        bool is_sve = false;
+        bool is_entry = false;
+        bool ends_loop = false; // a branch to here comes from behind
+        bool is_data = false;   // loads that have been reached read it
+    };
+
+    size_t index(uintptr_t pc) const { return (pc - start_) / 4; }
+    uintptr_t target(size_t i) const {
+        return start_ + static_cast<uintptr_t>(int64_t{facts_[i].target} * 4);
+    }
+    bool is_inside(int64_t i) const { return i >= 0 && i < static_cast<int64_t>(words_.size()); }
+
+    void look_at(size_t i);
+    void follow(size_t from);
+    bool mark_data();
+    bool looks_like_code(size_t i) const;
+    std::vector<bool> data_of_any_word() const;
+    bool enter_piece(size_t first, size_t last, const std::vector<bool> &data);
+    uint32_t live_behind(size_t i) const {
+        const word_facts &facts = facts_[i];
+        uint32_t live =
+            falls_through(facts.kind) && is_inside(static_cast<int64_t>(i) + 1) ? live_[i + 1] : 0;
+        if ((facts.kind == flow::branch || facts.kind == flow::jump) && is_inside(facts.target))
+            live |= live_[static_cast<size_t>(facts.target)];
+        return live;
+    }
+
+    const sve_words &sve_;
+    uintptr_t start_ = 0;
+    std::vector<uint32_t> words_;
+    std::vector<word_facts> facts_;
+    std::vector<uint32_t> live_;
+    std::vector<uint32_t> exits_;   // indices of calls and jumps to the outside
+    std::vector<uint32_t> entries_; // where control comes from elsewhere
+    std::vector<uint32_t> to_follow_;
+    std::vector<uint32_t> literals_; // that have been reached
+    bool has_sve_ = false;
+    bool has_indirect_jump_ = false;
+};
+
+} // namespace sve::analysis
