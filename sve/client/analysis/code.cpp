@@ -242,11 +242,10 @@ void code_stretch::enter_around(uintptr_t pc) {
 // ---- Liveness -----------------------------------------------------------------------------------
 
 void code_stretch::find_live(const surroundings &around) {
-    uint32_t read_anywhere = around.read_outside; // by where an indirect jump may lead to
+    const uint64_t by_caller = uint64_t{around.read_by_caller} << 32;
+    uint64_t anywhere = by_caller | around.read_outside; // where an indirect jump may lead to
     for (word_facts &facts : facts_)
-        if (facts.kind == flow::function_return)
-            facts.reads = around.read_by_caller;
-        else if (facts.kind == flow::indirect_call)
+        if (facts.kind == flow::indirect_call)
             facts.reads = passed_registers;
     for (const uint32_t i : exits_)
         facts_[i].reads = around.read_at(target(i), facts_[i].kind == flow::call);
@@ -254,16 +253,21 @@ void code_stretch::find_live(const surroundings &around) {
     for (bool again = true; again;) {
         again = false;
         for (size_t i = words_.size(); i-- > 0;) {
-            word_facts &facts = facts_[i];
+            const word_facts &facts = facts_[i];
             if (!facts.reached)
                 continue;
-            if (facts.kind == flow::indirect_jump)
-                facts.reads = read_anywhere;
-            const uint32_t live = (live_behind(i) & ~facts.writes) | facts.reads;
+            uint64_t live = (live_behind(i) & ~in_both(facts.writes)) | facts.reads;
+            const bool branches = facts.kind == flow::branch || facts.kind == flow::jump;
+            if (facts.kind == flow::function_return || (branches && !is_inside(facts.target)))
+                live |= by_caller;
+            else if (facts.kind == flow::indirect_jump)
+                live |= anywhere;
             again |= facts.ends_loop && live != live_[i];
-            again |= has_indirect_jump_ && live & ~read_anywhere;
             live_[i] = live;
-            read_anywhere |= has_indirect_jump_ ? live : 0;
+            if (has_indirect_jump_ && live & ~anywhere) {
+                anywhere |= live;
+                again = true;
+            }
         }
     }
 }
@@ -271,7 +275,7 @@ void code_stretch::find_live(const surroundings &around) {
 void code_stretch::add_places(std::vector<place> &places) const {
     for (size_t i = 0; i < words_.size(); i++) {
         const word_facts &facts = facts_[i];
-        if (facts.reached && !facts.is_sve && facts.writes & live_behind(i))
+        if (facts.reached && !facts.is_sve && facts.writes & registers_of(live_behind(i)))
             places.push_back({start_ + 4 * i, facts.writes});
     }
 }
@@ -297,7 +301,7 @@ uint32_t code_stretch::written_before(uintptr_t pc) const {
     uint32_t handed_over = 0;
     for (const uint32_t entry : entries_) {
         arrive(entry, 0, 0, false);
-        handed_over |= live_[entry];
+        handed_over |= registers_of(live_[entry]);
     }
     do {
         again = false;

@@ -42,7 +42,8 @@ struct place {
 
 // What a stretch has to know of other code. Masks of registers.
 struct surroundings {
-    // Those whose upper bytes may be read from a point outside on: the target of a call, or of a jump.
+    // Those whose upper bytes may be read from a point outside on, the target of a call or of a jump, up to the return
+    // from there.
     std::function<uint32_t(uintptr_t target, bool call)> read_at = [](uintptr_t, bool call) {
         return call ? passed_registers : all_registers;
     };
@@ -84,8 +85,10 @@ public:
 
     void find_live(const surroundings &around);
 
-    // The registers whose upper bytes may be read from a reached point on.
-    uint32_t live_at(uintptr_t pc) const { return live_[index(pc)]; }
+    // The registers whose upper bytes may be read from a reached point on: all of them, and those that may be before
+    // the function returns, which is what its caller has to know.
+    uint32_t live_at(uintptr_t pc) const { return registers_of(live_[index(pc)]); }
+    uint32_t used_at(uintptr_t pc) const { return static_cast<uint32_t>(live_[index(pc)]); }
 
     // Adds the places, in ascending order.
     void add_places(std::vector<place> &places) const;
@@ -102,7 +105,7 @@ public:
     void for_each_exit(F &&visit) const {
         for (const uint32_t i : exits_) {
             const bool call = facts_[i].kind == flow::call;
-            visit(exit{target(i), call, call ? live_behind(i) : 0});
+            visit(exit{target(i), call, call ? registers_of(live_behind(i)) : 0});
         }
     }
 
@@ -137,9 +140,13 @@ private:
     bool looks_like_code(size_t i) const;
     std::vector<bool> data_of_any_word() const;
     bool enter_piece(size_t first, size_t last, const std::vector<bool> &data);
-    uint32_t live_behind(size_t i) const {
+    // Live registers are kept apart by who may read them: in bits 31:0 the code up to a return, in bits 63:32 the
+    // caller, behind it.
+    static uint32_t registers_of(uint64_t live) { return static_cast<uint32_t>(live | live >> 32); }
+    static uint64_t in_both(uint32_t registers) { return uint64_t{registers} << 32 | registers; }
+    uint64_t live_behind(size_t i) const {
         const word_facts &facts = facts_[i];
-        uint32_t live =
+        uint64_t live =
             falls_through(facts.kind) && is_inside(static_cast<int64_t>(i) + 1) ? live_[i + 1] : 0;
         if ((facts.kind == flow::branch || facts.kind == flow::jump) && is_inside(facts.target))
             live |= live_[static_cast<size_t>(facts.target)];
@@ -150,7 +157,7 @@ private:
     uintptr_t start_ = 0;
     std::vector<uint32_t> words_;
     std::vector<word_facts> facts_;
-    std::vector<uint32_t> live_;
+    std::vector<uint64_t> live_;
     std::vector<uint32_t> exits_;   // indices of calls and jumps to the outside
     std::vector<uint32_t> entries_; // where control comes from elsewhere
     std::vector<uint32_t> to_follow_;

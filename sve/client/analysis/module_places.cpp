@@ -1,6 +1,7 @@
 #include "sve/client/analysis/module_places.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <memory_resource>
 #include <sys/mman.h>
@@ -26,9 +27,6 @@ class mapped_memory : public std::pmr::memory_resource {
     }
 };
 
-// Registers that a callee may read as its caller left them: arguments, and what it has to keep.
-constexpr uint32_t read_by_callee = 0x00ffffff;
-
 class module_search {
 public:
     module_search(const sve_words &sve, const module_image &image)
@@ -50,7 +48,7 @@ private:
     // Where control leaves a function for.
     struct point {
         known_functions::iterator function; // that it lies in; end: none is known there
-        uint32_t live = 0;
+        uint32_t used = 0;                  // from there on, before a return
     };
     struct exit {
         uintptr_t target;
@@ -73,7 +71,7 @@ private:
     std::pmr::map<uintptr_t, point> points_;
     std::pmr::vector<exit> exits_;
     std::pmr::vector<known_functions::iterator> queue_;
-    std::pmr::vector<uintptr_t> changed_; // points where more is live than was known
+    std::pmr::vector<uintptr_t> changed_; // points where more is used than was known
     std::vector<place> places_;
 };
 
@@ -108,10 +106,13 @@ void module_search::queue(known_functions::iterator function) {
 }
 
 // Eight words at once: most of a program is looked at no closer.
-static bool holds_sve_word(const uint32_t *words) {
-    typedef uint32_t vector __attribute__((vector_size(16), aligned(4), may_alias));
-    const auto *pieces = reinterpret_cast<const vector *>(words);
-    const vector found =
+constexpr size_t words_at_once = 8;
+bool holds_sve_word(const uint32_t *words) {
+    typedef uint32_t vector __attribute__((vector_size(16)));
+    vector pieces[2];
+    static_assert(sizeof pieces == words_at_once * sizeof *words);
+    std::memcpy(pieces, words, sizeof pieces);
+    const auto found =
         ((pieces[0] & 0x1e000000) == 0x04000000) | ((pieces[1] & 0x1e000000) == 0x04000000);
     return found[0] | found[1] | found[2] | found[3];
 }
@@ -120,8 +121,8 @@ void module_search::queue_functions_with_sve() {
     for (const module_image::text &text : image_.texts()) {
         const size_t size = text.words.size();
         for (size_t i = 0; i < size;) {
-            if (size - i >= 8 && !holds_sve_word(&text.words[i])) {
-                i += 8;
+            if (size - i >= words_at_once && !holds_sve_word(&text.words[i])) {
+                i += words_at_once;
                 continue;
             }
             if (bits(text.words[i], 28, 25) != 0b0010) {
@@ -172,7 +173,7 @@ uint32_t module_search::read_at(uintptr_t target, bool call) {
     const point &there = need_point(target);
     if (there.function == functions_.end())
         return call ? passed_registers : all_registers;
-    return call ? there.live & read_by_callee : there.live;
+    return there.used;
 }
 
 void module_search::look_at(known_functions::iterator function) {
@@ -192,8 +193,8 @@ void module_search::look_at(known_functions::iterator function) {
 
     need_point(start);
     for (auto p = points_.lower_bound(start); p != points_.end() && p->first < known.end; ++p)
-        if (stretch_.is_reached(p->first) && stretch_.live_at(p->first) & ~p->second.live) {
-            p->second.live |= stretch_.live_at(p->first);
+        if (stretch_.is_reached(p->first) && stretch_.used_at(p->first) & ~p->second.used) {
+            p->second.used |= stretch_.used_at(p->first);
             changed_.push_back(p->first);
         }
 
@@ -203,8 +204,8 @@ void module_search::look_at(known_functions::iterator function) {
         if (known.exits != known_exits)
             exits_.push_back({e.target, function});
         // What is read behind this call, or behind this function if it ends by the jump, may be its result.
-        const uint32_t read = e.call ? e.live_behind & passed_registers : known.read_behind;
-        if (there.function == functions_.end() || there.function == function)
+        const uint32_t read = e.call ? e.live_behind : known.read_behind;
+        if (there.function == functions_.end())
             return;
         uint32_t &read_behind = there.function->second.read_behind;
         if (read & ~read_behind) {

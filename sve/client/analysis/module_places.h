@@ -14,7 +14,7 @@ namespace sve::analysis {
 // at are
 //
 //     functions that hold SVE instructions
-//     functions that they call or jump to, where they read the upper bytes of Z0 to Z7 behind that: the result may
+//     functions that they call or jump to, where they read upper bytes behind that: a result may
 //     have been made natively
 //     functions that call or jump to those which read upper bytes before they write them: an argument may have been
 //     made natively
