@@ -71,7 +71,7 @@ const std::string help_text =
     "  --client FILE      load this client library instead of an installed one\n"
     "  --client-arg WORD  hand WORD to the client library; may be given several times\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
-    "                     nothing: slow, for comparison and for finding faults\n"
+    "                     none: slow, for comparison and for finding faults\n"
     "  --report           tell at the end how often it trapped, and about signals\n"
     "  --profile[=FILE]   tell at the end how often each SVE instruction was executed\n"
     "  --profile-format=text|json|html\n"

@@ -93,6 +93,8 @@ typedef struct _module_data_t {
 // give a copy that the caller frees, or NULL when memory runs out.
 DR_API module_data_t *dr_get_main_module(void);
 DR_API module_data_t *dr_lookup_module(byte *pc);
+// The same, but also for the program's libraries that are emulated, of which the other says none.
+DR_API module_data_t *dr_lookup_code_module(const byte *pc);
 DR_API void dr_free_module_data(module_data_t *data);
 
 // ---- Threads -----------------------------------------------------------------------------------
@@ -205,16 +207,32 @@ typedef enum {
 // The application address of the block that an event got.
 DR_API app_pc dr_fragment_app_pc(void *tag);
 
+// Asks for more, in a block event, once: when its own block has been written, and before the program
+// goes on, the events get a block of the one instruction at each of these addresses, which ascend.
+// An instruction that has been replaced already is left out. The array stays valid until the last of
+// those events has returned. None of them asks again.
+DR_API void dr_translate_also(const app_pc *pcs, size_t count);
+// Whether an event got its block because of that. The program need not have come there.
+DR_API bool dr_fragment_is_asked_for(void *tag);
+
+// The program's own word at an address, whatever this platform has put there. In a block event.
+DR_API uint dr_application_word(const byte *pc);
+
 // The application instructions of a block, in order; NULL at the end.
 DR_API instr_t *instrlist_first_app(instrlist_t *list);
 DR_API instr_t *instr_get_next_app(instr_t *instr);
 
-// Where the instruction's four bytes can be read, and its application address.
+// Where the application instruction's own four bytes can be read, and its address.
 DR_API byte *instr_get_raw_bits(instr_t *instr);
 DR_API app_pc instr_get_app_pc(instr_t *instr);
 
 // Marks an instruction as standing for the application instruction at `pc`. Returns `instr`.
 DR_API instr_t *instr_set_translation(instr_t *instr, app_pc pc);
+
+// A copy of an application instruction that a processor without SVE runs, and that does the same
+// anywhere, or loads an S, D or Q register from a distance to itself. On this platform it may be
+// inserted once, as the first of what replaces that instruction; no call may be behind it.
+DR_API instr_t *instr_clone(void *drcontext, instr_t *instr);
 
 // New instructions, destinations before sources. What has no encoding here stops the process with a
 // message when the block is written out.

@@ -62,6 +62,14 @@ constexpr word_t load_store_pair(bool load, unsigned t, unsigned t2, unsigned n,
     return 0xa9000000 | word_t{load} << 22 | (word_t(offset / 8) & 0x7f) << 15 | t2 << 10 | n << 5 |
            t;
 }
+// ldr st, dt or qt, [xn]: 4, 8 or 16 bytes
+constexpr word_t load_vector(unsigned bytes, unsigned t, unsigned n) {
+    return (bytes == 4 ? 0xbd400000 : bytes == 8 ? 0xfd400000 : 0x3dc00000) | n << 5 | t;
+}
+// ldr xt, .+distance, within ±1 MiB
+constexpr word_t ldr_literal(unsigned t, int distance) {
+    return 0x58000000 | (word_t(distance / 4) & 0x7ffff) << 5 | t;
+}
 // str xt, [sp, #-16]!; ldr xt, [sp], #16
 constexpr word_t push(unsigned t) {
     return 0xf81f0fe0 | t;
@@ -89,6 +97,10 @@ constexpr word_t blr(unsigned n) {
 constexpr word_t cbnz(unsigned t, int distance) {
     return 0xb5000000 | (word_t(distance / 4) & 0x7ffff) << 5 | t;
 }
+// brk #value
+constexpr word_t brk(uint16_t value) {
+    return 0xd4200000 | word_t{value} << 5;
+}
 // udf #value: undefined on every processor
 constexpr word_t udf(uint16_t value) {
     return value;
@@ -112,6 +124,24 @@ constexpr bool ends_block(word_t word) {
     const bool branch_or_system = (word >> 26 & 0b111) == 0b101;
     const bool system = word >> 22 == 0b1101010100;
     return branch_or_system && (!system || (word & 0xfffff0ff) == isb);
+}
+
+// A load of an S, D or Q register from a distance to itself: the register's bytes, and the distance.
+constexpr bool is_vector_literal_load(word_t word) {
+    return (word & 0x3f000000) == 0x1c000000 && word >> 30 != 3;
+}
+constexpr unsigned literal_bytes(word_t word) {
+    return 4u << (word >> 30);
+}
+constexpr int64_t literal_distance(word_t word) {
+    return int64_t{static_cast<int32_t>(word << 8) >> 13} * 4;
+}
+
+// True for what does something else at another address: ADR, ADRP, loads from a distance to
+// themselves, and whatever ends a block.
+constexpr bool depends_on_place(word_t word) {
+    return (word & 0x1f000000) == 0x10000000 || (word & 0x3b000000) == 0x18000000 ||
+           ends_block(word);
 }
 
 // True for words that no processor without SVE has as an instruction, but for SVE's own, which may

@@ -11,6 +11,7 @@ namespace platform {
 struct platform_counters {
     std::atomic<uint64_t> traps;             // instructions that the processor didn't know
     std::atomic<uint64_t> sites_rewritten;   // of them, those that have become branches
+    std::atomic<uint64_t> natives_rewritten; // others, which the processor knows
     std::atomic<uint64_t> signals_delivered; // handlers of the application that were called
     std::atomic<uint64_t> signals_put_off;   // signals that came inside the client
     std::atomic<uint64_t> signals_moved;     // those that came within a replaced instruction's code

@@ -2,7 +2,6 @@
 
 #include "platform/src/message.h"
 
-#include <cstring>
 #include <sys/mman.h>
 
 using namespace platform;
@@ -20,13 +19,13 @@ instr_t *make_instr(a64::word_t word, bool application, app_pc pc) {
     if (arena_used == arena_instructions)
         refuse(125, "a client inserts too many instructions into one block");
     instr_t *instr = &arena[arena_used++];
-    *instr = {nullptr, nullptr, word, application, pc};
+    *instr = {nullptr, nullptr, word, application, false, pc};
     return instr;
 }
 
 } // namespace
 
-instrlist_t platform::start_list(app_pc pc) {
+instrlist_t platform::start_list(app_pc pc, bool asked_for) {
     if (!arena) {
         void *mapping = mmap(nullptr, arena_instructions * sizeof(instr_t), PROT_READ | PROT_WRITE,
                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -35,7 +34,7 @@ instrlist_t platform::start_list(app_pc pc) {
         arena = static_cast<instr_t *>(mapping);
     }
     arena_used = 0;
-    return {nullptr, nullptr, pc};
+    return {nullptr, nullptr, pc, asked_for};
 }
 
 // ---- Lists -------------------------------------------------------------------------------------
@@ -47,9 +46,7 @@ static void link_before(instrlist_t *list, instr_t *where, instr_t *instr) {
     (where ? where->previous : list->last) = instr;
 }
 
-void platform::append_application_instruction(instrlist_t *list, app_pc pc) {
-    a64::word_t word;
-    std::memcpy(&word, pc, sizeof word);
+void platform::append_application_instruction(instrlist_t *list, app_pc pc, a64::word_t word) {
     link_before(list, nullptr, make_instr(word, true, pc));
 }
 
@@ -88,8 +85,12 @@ instr_t *instr_get_next_app(instr_t *instr) {
 app_pc dr_fragment_app_pc(void *tag) {
     return static_cast<instrlist_t *>(tag)->pc;
 }
+bool dr_fragment_is_asked_for(void *tag) {
+    return static_cast<instrlist_t *>(tag)->asked_for;
+}
 byte *instr_get_raw_bits(instr_t *instr) {
-    return instr->application ? instr->pc : nullptr;
+    // Not those at its place, where a branch may stand by now.
+    return instr->application ? reinterpret_cast<byte *>(&instr->word) : nullptr;
 }
 app_pc instr_get_app_pc(instr_t *instr) {
     return instr->pc;
@@ -97,6 +98,16 @@ app_pc instr_get_app_pc(instr_t *instr) {
 instr_t *instr_set_translation(instr_t *instr, app_pc pc) {
     instr->pc = pc;
     return instr;
+}
+
+instr_t *instr_clone(void *, instr_t *instr) {
+    const a64::word_t word = instr->word;
+    const bool place_matters = a64::depends_on_place(word) && !a64::is_vector_literal_load(word);
+    if (!instr->application || place_matters || a64::is_in_sve_space(word))
+        refuse(125, "a client asks for a copy of 0x%08x, which can't run elsewhere", word);
+    instr_t *copy = make_instr(word, false, instr->pc);
+    copy->copy = true;
+    return copy;
 }
 
 // ---- Operands ----------------------------------------------------------------------------------
@@ -167,12 +178,20 @@ a64::word_t encode_load_store(int opcode, opnd_t reg, opnd_t memory) {
                            static_cast<unsigned>(memory.value));
 }
 
-a64::word_t encode_pair(int opcode, opnd_t reg1, opnd_t reg2, opnd_t memory) {
-    if (memory.kind != DR_OPND_BASE_DISP || memory.size != OPSZ_16 || reg1.reg == DR_REG_XSP ||
-        reg2.reg == DR_REG_XSP || !a64::fits_pair_offset(memory.value))
+// One of the two that a pair transfers: 31 is XZR there.
+unsigned pair_number(int opcode, opnd_t opnd) {
+    if (opnd.reg == DR_REG_XSP)
         no_encoding(opcode);
-    return a64::load_store_pair(opcode == OP_ldp, x_number(reg1.reg), x_number(reg2.reg),
-                                x_number(memory.reg), static_cast<int>(memory.value));
+    return opnd.reg == DR_REG_XZR ? a64::xzr : x_number(opnd.reg);
+}
+
+a64::word_t encode_pair(int opcode, opnd_t reg1, opnd_t reg2, opnd_t memory) {
+    if (memory.kind != DR_OPND_BASE_DISP || memory.size != OPSZ_16 ||
+        !a64::fits_pair_offset(memory.value))
+        no_encoding(opcode);
+    return a64::load_store_pair(opcode == OP_ldp, pair_number(opcode, reg1),
+                                pair_number(opcode, reg2), x_number(memory.reg),
+                                static_cast<int>(memory.value));
 }
 
 } // namespace

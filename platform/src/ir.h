@@ -15,13 +15,15 @@ struct _instr_t {
     instr_t *next;
     platform::a64::word_t word;
     bool application; // of the program, not inserted by a client
+    bool copy;        // of the application instruction that it stands for: instr_clone's
     app_pc pc;        // the application instruction that it is, or stands for
 };
 
 struct _instrlist_t {
     instr_t *first;
     instr_t *last;
-    app_pc pc; // the block's first address
+    app_pc pc;      // the block's first address
+    bool asked_for; // by dr_translate_also; the program need not have come there
 };
 
 namespace platform {
@@ -31,10 +33,10 @@ namespace platform {
 inline constexpr unsigned max_block_instructions = 256;
 
 // Starts a new list, and forgets all instructions made before. Under the patch lock.
-instrlist_t start_list(app_pc pc);
+instrlist_t start_list(app_pc pc, bool asked_for = false);
 
-// Adds the application instruction at `pc` behind the others.
-void append_application_instruction(instrlist_t *list, app_pc pc);
+// Adds the application instruction at `pc`, which is `word`, behind the others.
+void append_application_instruction(instrlist_t *list, app_pc pc, a64::word_t word);
 
 // Inserts words of the platform's own before `where`, to stand for the same instruction.
 void insert_words(instrlist_t *list, instr_t *where, std::initializer_list<a64::word_t> words);

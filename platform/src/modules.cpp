@@ -209,6 +209,12 @@ module_data_t *dr_lookup_module(byte *pc) {
     return copy(record);
 }
 
+module_data_t *dr_lookup_code_module(const byte *pc) {
+    char path[PATH_MAX] = "";
+    module_record record = {};
+    return find_module(reinterpret_cast<uintptr_t>(pc), record, path) ? copy(record) : nullptr;
+}
+
 void dr_free_module_data(module_data_t *data) {
     unmap_memory(data, sizeof(module_copy));
 }

@@ -29,7 +29,8 @@ constinit std::atomic<end_state> state{end_state::running};
 constinit std::atomic<pid_t> ending_thread{0};
 
 void say_report() {
-    say("traps %lu, sites rewritten %lu", counters.traps.load(), counters.sites_rewritten.load());
+    say("traps %lu, sites rewritten %lu, native instructions rewritten %lu", counters.traps.load(),
+        counters.sites_rewritten.load(), counters.natives_rewritten.load());
     say("signals delivered %lu, put off %lu, moved %lu", counters.signals_delivered.load(),
         counters.signals_put_off.load(), counters.signals_moved.load());
 }

@@ -31,11 +31,12 @@ pthread_mutex_t patch_lock = PTHREAD_MUTEX_INITIALIZER;
 // is good for the same word, and the memory of its trampoline for another.
 struct site {
     uintptr_t address; // 0: a free entry
-    a64::word_t word;
-    bool rewritten; // else it keeps its word, and traps each time
-    bool near;      // its trampoline lies within a branch
+    a64::word_t word;  // the program's
+    a64::word_t text;  // what has been put there: a branch, a trap, or the same word again
+    bool near;         // its trampoline lies within a branch
     a64::word_t *code;
     size_t words; // room for so many there
+    a64::word_t *entry;
 };
 
 // An open-addressed table of them. Pointers into it are good until the next call of `need`.
@@ -93,19 +94,36 @@ a64::word_t read_word(uintptr_t pc) {
     return __atomic_load_n(reinterpret_cast<const a64::word_t *>(pc), __ATOMIC_ACQUIRE);
 }
 
-bool is_rewritten(uintptr_t pc, a64::word_t word) {
-    return a64::is_b(word) && in_trampolines(pc + static_cast<uintptr_t>(a64::b_distance(word)));
+// What the program has there.
+a64::word_t application_word(uintptr_t pc) {
+    const a64::word_t word = read_word(pc);
+    const site *at = sites.find(pc);
+    return at && at->text == word ? at->word : word;
+}
+
+// Whether the processor traps on a word that clients replace. It runs all others.
+bool traps_by_itself(a64::word_t word) {
+    return a64::is_in_sve_space(word);
+}
+
+// Whether a block can't go on with the instruction at `pc`, which is `word`: it has been in another
+// one, or is none. A native instruction may be in any number of blocks.
+bool ends_before(uintptr_t pc, a64::word_t word) {
+    const bool is_diverted =
+        a64::is_b(word) && in_trampolines(pc + static_cast<uintptr_t>(a64::b_distance(word)));
+    return a64::is_undefined(word) || is_diverted ||
+           (traps_by_itself(word) && word != read_word(pc));
 }
 
 // The block from `pc` on: to the first branch or exception-generating instruction, which belongs to
-// it, or up to an undefined word, a site already rewritten, or the end of the mapping.
+// it, or up to an undefined word, a trapping site already rewritten, or the end of the mapping.
 instrlist_t make_block(uintptr_t pc, uintptr_t mapping_end) {
     instrlist_t list = start_list(reinterpret_cast<app_pc>(pc));
     for (unsigned i = 0; i < max_block_instructions && pc + 4 <= mapping_end; i++, pc += 4) {
-        const a64::word_t word = read_word(pc);
-        if (a64::is_undefined(word) || is_rewritten(pc, word))
+        const a64::word_t word = application_word(pc);
+        if (ends_before(pc, word))
             break;
-        append_application_instruction(&list, reinterpret_cast<app_pc>(pc));
+        append_application_instruction(&list, reinterpret_cast<app_pc>(pc), word);
         if (a64::ends_block(word))
             break;
     }
@@ -150,8 +168,9 @@ void write_word(uintptr_t pc, a64::word_t word) {
 // Writes the trampoline of a site from the instructions [first, last) that stand for it. False if
 // there is no memory for it.
 bool write_trampoline(site &at, const instr_t *first, const instr_t *last) {
-    constexpr size_t longest_end = 4; // alignment, trap_to_application, address
-    size_t words = longest_end;
+    const bool is_literal_load = first->copy && a64::is_vector_literal_load(first->word);
+    constexpr size_t longest_end = 3; // trap_to_application, address
+    size_t words = longest_end + (is_literal_load ? 5 : first->copy ? 1 : 0);
     for (const instr_t *instr = first; instr != last; instr = instr->next)
         words++;
     if (words > at.words) {
@@ -163,31 +182,87 @@ bool write_trampoline(site &at, const instr_t *first, const instr_t *last) {
         at.words = words;
     }
 
-    a64::word_t *out = at.code;
-    for (const instr_t *instr = first; instr != last; instr = instr->next)
+    a64::word_t *out = at.entry = at.code;
+    const auto put_address = [&out](uintptr_t address) {
+        std::memcpy(out, &address, sizeof address);
+        out += sizeof address / sizeof *out;
+    };
+    // The load of an address that is put behind the code.
+    a64::word_t *address_load = nullptr;
+    constexpr unsigned address_reg = 0;
+    if (is_literal_load) {
+        *out++ = a64::push(address_reg);
+        address_load = out++;
+        *out++ = a64::load_vector(a64::literal_bytes(first->word), first->word & 0x1f, address_reg);
+        *out++ = a64::pop(address_reg);
+    } else if (first->copy) {
+        *out++ = application_instruction_follows;
+        at.entry = out;
+        *out++ = first->word;
+    }
+    for (const instr_t *instr = first->copy ? first->next : first; instr != last;
+         instr = instr->next) {
+        if (instr->copy)
+            refuse(125, "a client inserts the copy of the instruction at %p behind other code",
+                   static_cast<void *>(instr->pc));
         *out++ = instr->word;
+    }
     const uintptr_t next = at.address + 4;
     if (at.near) {
         *out = a64::b(static_cast<int64_t>(next - reinterpret_cast<uintptr_t>(out)));
         out++;
     } else {
         *out++ = trap_to_application;
-        std::memcpy(out, &next, sizeof next);
-        out += sizeof next / sizeof *out;
+        put_address(next);
+    }
+    if (address_load) {
+        *address_load = a64::ldr_literal(address_reg, 4 * static_cast<int>(out - address_load));
+        put_address(at.address + static_cast<uintptr_t>(a64::literal_distance(first->word)));
     }
     __builtin___clear_cache(reinterpret_cast<char *>(at.code), reinterpret_cast<char *>(out));
     return true;
 }
 
-// Writes out what the clients made of a block: trampolines first, then the sites.
-void write_block(const instrlist_t &list, int protection) {
-    const instr_t *first = list.first;
-    while (first && first->application)
-        first = first->next;
-    if (!first)
-        return;
-    const writable_text text(reinterpret_cast<uintptr_t>(first->pc),
-                             reinterpret_cast<uintptr_t>(list.last->pc), protection);
+// What stands in the text at a site from now on.
+a64::word_t choose_text(const site &at, bool is_writable) {
+    const bool traps = traps_by_itself(at.word);
+    if (!is_writable || (traps && (trap_every_time || !at.near)))
+        return at.word;
+    return at.near
+               ? a64::b(static_cast<int64_t>(reinterpret_cast<uintptr_t>(at.entry) - at.address))
+               : trap_to_trampoline;
+}
+
+void say_native_is_kept(uintptr_t pc) {
+    static bool said;
+    if (!said)
+        say("the text at %p can't be written: results may differ where native instructions write "
+            "vector registers",
+            reinterpret_cast<void *>(pc));
+    said = true;
+}
+
+// Puts the instructions [first, last) in the place of the one that they stand for: the trampoline
+// first, then the site.
+void write_site(const instr_t *first, const instr_t *last, bool is_writable) {
+    const uintptr_t pc = reinterpret_cast<uintptr_t>(first->pc);
+    const a64::word_t word = application_word(pc);
+    site *at = sites.need(pc);
+    if (!at || (at->word != word && !write_trampoline(*at, first, last)))
+        refuse(125, "no memory for the code of the instruction at %p",
+               static_cast<void *>(first->pc));
+    at->word = word;
+    at->text = choose_text(*at, is_writable);
+    if (at->text != read_word(pc)) {
+        write_word(pc, at->text);
+        count(traps_by_itself(word) ? counters.sites_rewritten : counters.natives_rewritten);
+    } else if (at->text == word && !traps_by_itself(word)) {
+        say_native_is_kept(pc);
+    }
+}
+
+// Writes out what the clients made of a block, from `first` on.
+void write_sites(const instr_t *first, bool is_writable) {
     while (first) {
         if (first->application) {
             first = first->next;
@@ -200,21 +275,31 @@ void write_block(const instrlist_t &list, int protection) {
             refuse(125, "a client inserts code before an instruction that it keeps, at %p",
                    static_cast<void *>(first->pc));
 
-        const uintptr_t pc = reinterpret_cast<uintptr_t>(first->pc);
-        const a64::word_t word = read_word(pc);
-        site *at = sites.need(pc);
-        if (!at || (at->word != word && !write_trampoline(*at, first, last)))
-            refuse(125, "no memory for the code of the instruction at %p",
-                   static_cast<void *>(first->pc));
-        at->word = word;
-        at->rewritten = at->near && text && !trap_every_time;
-        if (at->rewritten) {
-            write_word(pc,
-                       a64::b(static_cast<int64_t>(reinterpret_cast<uintptr_t>(at->code) - pc)));
-            count(counters.sites_rewritten);
-        }
+        write_site(first, last, is_writable);
         first = last;
     }
+}
+
+void write_block(const instrlist_t &list, int protection) {
+    const instr_t *first = list.first;
+    while (first && first->application)
+        first = first->next;
+    if (!first)
+        return;
+    const writable_text text(reinterpret_cast<uintptr_t>(first->pc),
+                             reinterpret_cast<uintptr_t>(list.last->pc), protection);
+    write_sites(first, bool(text));
+}
+
+// The mapping that an address lies in; an empty one if there is none.
+mapping mapping_of(uintptr_t pc) {
+    mapping found = {};
+    for_each_mapping([&](const mapping &m) {
+        if (m.contains(pc))
+            found = m;
+        return !m.contains(pc);
+    });
+    return found;
 }
 
 // The protection of the mapping that the instruction lies in, PROT_BTI included: the process's map
@@ -224,6 +309,44 @@ int protection_of(const mapping &text, uintptr_t pc) {
     constexpr int PROT_BTI = 0x10;
 #endif
     return text.protection | (is_guarded(pc) ? PROT_BTI : 0);
+}
+
+// ---- Blocks that clients ask for ----------------------------------------------------------------
+
+// By dr_translate_also, in the event of the block that is being handled.
+struct {
+    const app_pc *pcs;
+    size_t count;
+} asked_for;
+
+// Hands over the instructions [first, last), which lie in one mapping.
+void translate_run(const app_pc *first, const app_pc *last, const mapping &around) {
+    const auto start = reinterpret_cast<uintptr_t>(*first);
+    const writable_text text(start, reinterpret_cast<uintptr_t>(last[-1]),
+                             protection_of(around, start));
+    for (; first != last; first++) {
+        const auto pc = reinterpret_cast<uintptr_t>(*first);
+        const a64::word_t word = application_word(pc);
+        if (word != read_word(pc)) // it has been replaced already
+            continue;
+        instrlist_t list = start_list(*first, true);
+        append_application_instruction(&list, *first, word);
+        raise_block(&dr_thread_area, &list);
+        write_sites(list.first, bool(text));
+    }
+}
+
+void translate_what_is_asked_for() {
+    const app_pc *const end = asked_for.pcs + asked_for.count;
+    for (const app_pc *last, *first = asked_for.pcs; first != end; first = last) {
+        const mapping around = mapping_of(reinterpret_cast<uintptr_t>(*first));
+        last = first + 1;
+        while (last != end && around.contains(reinterpret_cast<uintptr_t>(*last)))
+            last++;
+        if (around.protection & PROT_READ)
+            translate_run(first, last, around);
+    }
+    asked_for = {};
 }
 
 } // namespace
@@ -242,22 +365,16 @@ void set_trap_every_time() {
 uintptr_t handle_trapped_instruction(uintptr_t pc) {
     pthread_mutex_lock(&patch_lock);
     const auto stand_in = [pc]() -> uintptr_t {
-        const a64::word_t word = read_word(pc);
-        if (is_rewritten(pc, word)) // by another thread, perhaps
-            return pc + static_cast<uintptr_t>(a64::b_distance(word));
-        const site *at = sites.find(pc);
-        return at && at->word == word && !at->rewritten ? reinterpret_cast<uintptr_t>(at->code) : 0;
+        const site *at = sites.find(pc); // another thread may just have written it
+        return at && at->text == read_word(pc) ? reinterpret_cast<uintptr_t>(at->entry) : 0;
     };
     uintptr_t go_on = stand_in();
     if (!go_on) {
-        mapping around = {};
-        for_each_mapping([&](const mapping &m) {
-            around = m;
-            return !m.contains(pc);
-        });
+        const mapping around = mapping_of(pc);
         instrlist_t list = make_block(pc, around.end);
         raise_block(&dr_thread_area, &list);
         write_block(list, protection_of(around, pc));
+        translate_what_is_asked_for();
         go_on = stand_in();
     }
     pthread_mutex_unlock(&patch_lock);
@@ -265,12 +382,7 @@ uintptr_t handle_trapped_instruction(uintptr_t pc) {
 }
 
 bool exchange_text(uintptr_t pc, a64::word_t word, a64::word_t &former) {
-    mapping around = {};
-    for_each_mapping([&](const mapping &m) {
-        around = m;
-        return !m.contains(pc);
-    });
-    const writable_text text(pc, pc, protection_of(around, pc));
+    const writable_text text(pc, pc, protection_of(mapping_of(pc), pc));
     if (!text)
         return false;
     former = read_word(pc);
@@ -279,3 +391,17 @@ bool exchange_text(uintptr_t pc, a64::word_t word, a64::word_t &former) {
 }
 
 } // namespace platform
+
+// ---- What clients see --------------------------------------------------------------------------
+
+using namespace platform;
+
+void dr_translate_also(const app_pc *pcs, size_t count) {
+    if (asked_for.count)
+        refuse(125, "a client asks twice in one event for further blocks");
+    asked_for = {pcs, count};
+}
+
+uint dr_application_word(const byte *pc) {
+    return application_word(reinterpret_cast<uintptr_t>(pc));
+}

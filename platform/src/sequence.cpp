@@ -4,6 +4,10 @@
 // and the instruction has not run. If the call was over already, it has.
 //
 // No table is needed that tells where which register is: the code itself does.
+//
+// The code may also begin with the application's instruction itself, which nobody but the processor
+// runs: a context at it is put back to where the instruction stands in the program, and one behind
+// it is finished like any other.
 #include "platform/src/sequence.h"
 
 #include "platform/src/a64.h"
@@ -40,6 +44,9 @@ fpsimd_context *floating_point_of(mcontext_t &machine) {
 uint64_t address_of(const word_t *code) {
     return reinterpret_cast<uint64_t>(code);
 }
+word_t word_at(uint64_t pc) {
+    return *reinterpret_cast<const word_t *>(pc);
+}
 
 // Runs words of trampolines on a context.
 class interpreter {
@@ -49,6 +56,9 @@ public:
 
     // Runs from the context's pc on, until the application is reached, and sets pc to the boundary.
     void finish();
+    // Instead of that, where the application's own instruction is next: only sets pc.
+    void step_back();
+    bool is_at_application_instruction() const;
 
 private:
     // X or SP; XZR can't come where these are used.
@@ -57,6 +67,8 @@ private:
     void *memory(unsigned base, uint64_t offset) {
         return reinterpret_cast<void *>(x_or_sp(base) + offset);
     }
+    template <class F>
+    void walk(F &&visit);
     void run(word_t word);
     void run_push_or_pop(word_t word);
     void run_load_store(word_t word);
@@ -77,20 +89,37 @@ void interpreter::finish() {
         instruction_has_run_ = pc >= address_of(sve_platform_call_returned);
         pc = machine_.regs[instruction_has_run_ ? 20 : 30];
     }
+    walk([this](word_t word) { run(word); });
+    if (!instruction_has_run_)
+        pc -= 4;
+}
+
+void interpreter::step_back() {
+    walk([](word_t) {});
+    machine_.pc -= 4;
+}
+
+bool interpreter::is_at_application_instruction() const {
+    return in_trampolines(machine_.pc) && in_trampolines(machine_.pc - 4) &&
+           word_at(machine_.pc - 4) == application_instruction_follows;
+}
+
+// Moves the context's pc to the end of the trampoline and into the application, by way of all words
+// that stand for the instruction.
+template <class F>
+void interpreter::walk(F &&visit) {
+    unsigned long long &pc = machine_.pc;
     while (in_trampolines(pc)) {
-        word_t word;
-        std::memcpy(&word, reinterpret_cast<const void *>(pc), sizeof word);
+        const word_t word = word_at(pc);
         if (a64::is_b(word)) {
             pc += static_cast<uint64_t>(a64::b_distance(word));
         } else if (word == trap_to_application) {
             std::memcpy(&pc, reinterpret_cast<const void *>(pc + 4), sizeof pc);
         } else {
-            run(word);
+            visit(word);
             pc += 4;
         }
     }
-    if (!instruction_has_run_)
-        pc -= 4;
 }
 
 void interpreter::run_push_or_pop(word_t word) {
@@ -110,8 +139,8 @@ void interpreter::run_push_or_pop(word_t word) {
 }
 
 void interpreter::run_load_store(word_t word) {
-    const bool load = word >> 22 & 1, vector = word >> 26 & 1;
-    const unsigned bytes = vector ? 16 : 1u << (word >> 30);
+    const bool load = word >> 22 & 1, vector = word >> 26 & 1, quad = vector && word >> 23 & 1;
+    const unsigned bytes = quad ? 16 : 1u << (word >> 30);
     const unsigned t = word & 0x1f;
     void *where = memory(word >> 5 & 0x1f, (word >> 10 & 0xfff) * bytes);
     uint64_t low = vector ? 0 : x(t);
@@ -120,8 +149,11 @@ void interpreter::run_load_store(word_t word) {
         std::memcpy(where, reg, bytes);
         return;
     }
-    if (!vector)
-        low = 0; // a W register's load clears the upper half
+    // The load of a part clears the rest.
+    if (vector)
+        fp_.vregs[t] = 0;
+    else
+        low = 0;
     std::memcpy(reg, where, bytes);
     if (!vector && t != 31)
         machine_.regs[t] = low;
@@ -182,6 +214,9 @@ void interpreter::run(word_t word) {
     } else if ((word & 0x9f000000) == 0x10000000) { // adr xd, .+distance
         const int64_t words = static_cast<int64_t>(static_cast<int32_t>(word << 8)) >> 13;
         machine_.regs[d] = machine_.pc + static_cast<uint64_t>(words * 4) + (word >> 29 & 3);
+    } else if ((word & 0xff000000) == 0x58000000) { // ldr xt, .+distance
+        const auto distance = static_cast<uint64_t>(a64::literal_distance(word));
+        std::memcpy(&machine_.regs[d], reinterpret_cast<const void *>(machine_.pc + distance), 8);
     } else if ((word & 0xffe0ffe0) == 0xaa0003e0) { // mov xd, xm
         machine_.regs[d] = x(word >> 16 & 0x1f);
     } else if ((word & 0xff000000) == 0xb5000000) { // cbnz xt, .+8
@@ -210,7 +245,11 @@ void move_to_instruction_boundary(ucontext_t &context) {
     if (!is_within_instruction(context))
         return;
     count(counters.signals_moved);
-    interpreter(context.uc_mcontext).finish();
+    interpreter code(context.uc_mcontext);
+    if (code.is_at_application_instruction())
+        code.step_back();
+    else
+        code.finish();
 }
 
 } // namespace platform

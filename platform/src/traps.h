@@ -29,8 +29,17 @@ constexpr unsigned trap_field(a64::word_t word) {
 // The eight bytes behind it are the address.
 inline constexpr a64::word_t trap_to_application = a64::udf(0x5c00);
 
+// "Go on in the trampoline": stands in the program's text, in the place of an instruction that
+// wouldn't trap by itself and whose trampoline is out of a branch's reach.
+inline constexpr a64::word_t trap_to_trampoline = a64::udf(0x5c02);
+
 // "The client has returned, and something waits": see let_signals_in. Stands in the platform's own
 // code only, where call.S has the number too.
 inline constexpr a64::word_t trap_to_let_in = a64::udf(0x5c01);
+
+// No trap: it is never executed. Stands in front of a trampoline whose first instruction is the
+// application's own, and tells those who come to a context there. The word before any other
+// trampoline is a branch or the upper half of an address, or has not been used.
+inline constexpr a64::word_t application_instruction_follows = a64::brk(0x5c03);
 
 } // namespace platform

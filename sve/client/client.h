@@ -20,8 +20,8 @@ extern app_pc exe_start;
 // Index of the client's field in each thread's storage: the address of the thread's cpu_state.
 extern int tls_idx;
 
-// Instructions seen by the rewrite that stay and run natively. Counted at translation, not
-// execution.
+// Instructions that run natively, in their place or as part of what replaces them, of the blocks
+// that the program has come to. Counted at translation, not execution.
 extern uint64_t aarch64_instr_count;
 
 // Ends the process with a message on the platform's error handle.
@@ -34,7 +34,8 @@ extern uint64_t aarch64_instr_count;
 } // namespace sve::client
 
 // The basic-block event: replaces the SVE instructions of the main module, and of code in no
-// module, by calls of emulate_instruction. All others stay and are counted.
+// module, by calls of emulate_instruction. All others are counted and stay, but for those that
+// clears_upper_bytes names.
 dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t *bb,
                                          bool for_trace, bool translating);
 

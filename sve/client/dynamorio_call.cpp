@@ -1,10 +1,11 @@
-// The call of the emulator for an installed DynamoRIO, whose interface has none that leaves the saving of
-// registers to the client: a clean call, which saves them once more. Neither built nor run yet.
+// For an installed DynamoRIO, what only the built-in platform has. Neither built nor run yet.
 
 #include "sve/client/dynamorio_call.h"
 
 #include <cstdarg>
+#include <cstring>
 
+// Its interface has no call that leaves the saving of registers to the client: this one saves them once more.
 void dr_insert_call_ovrin(void *drcontext, instrlist_t *list, instr_t *where, app_pc, void *callee,
                           uint num_args, ...) {
     DR_ASSERT(num_args == 3);
@@ -15,4 +16,21 @@ void dr_insert_call_ovrin(void *drcontext, instrlist_t *list, instr_t *where, ap
     const opnd_t handler = va_arg(arguments, opnd_t);
     va_end(arguments);
     dr_insert_clean_call(drcontext, list, where, callee, false, 3, word, pc, handler);
+}
+
+void dr_translate_also(const app_pc *, size_t) {}
+
+bool dr_fragment_is_asked_for(void *) {
+    return false;
+}
+
+// Code is never changed where it is.
+uint dr_application_word(const byte *pc) {
+    uint word;
+    std::memcpy(&word, pc, sizeof word);
+    return word;
+}
+
+module_data_t *dr_lookup_code_module(const byte *pc) {
+    return dr_lookup_module(const_cast<byte *>(pc));
 }

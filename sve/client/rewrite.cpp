@@ -6,8 +6,12 @@
 // keep for itself, go through three spill slots; emulate_instruction moves them between the slots
 // and the state. The state's address is read from the running thread's storage, so that threads may
 // share code.
+//
+// A native instruction that has to clear the upper bytes of Z rows is replaced by itself and stores
+// into the cpu_state.
 #include "sve/client/client.h"
 #include "sve/client/dynamorio_call.h"
+#include "sve/client/upper_bytes.h"
 
 #include "sve/core/sve_utils.h"
 
@@ -28,12 +32,15 @@ public:
 
     // to = from, either of which may be SP: an ORR with the zero register, the usual move, can't
     // name SP, so this is an add of 0.
-    void move(reg_id_t to, reg_id_t from) {
-        const opnd_t lsl = opnd_add_flags(OPND_CREATE_INT(DR_SHIFT_LSL), DR_OPND_IS_SHIFT);
-        insert(instr_create_1dst_4src(drcontext_, OP_add, opnd_create_reg(to),
-                                      opnd_create_reg(from), OPND_CREATE_INT(0), lsl,
-                                      OPND_CREATE_INT(0)));
+    void move(reg_id_t to, reg_id_t from) { add(to, from, 0, 0); }
+    // reg += distance, below 2^24.
+    void advance(reg_id_t reg, size_t distance) {
+        if (distance >> 12)
+            add(reg, reg, distance >> 12, 12);
+        if (distance & 0xfff)
+            add(reg, reg, distance & 0xfff, 0);
     }
+    void repeat_replaced() { insert(instr_clone(drcontext_, replaced_)); }
     void store(reg_id_t reg, size_t offset, opnd_size_t size) {
         insert(instr_create_1dst_1src(drcontext_, OP_str, in_state(offset, size),
                                       opnd_create_reg(reg)));
@@ -60,6 +67,12 @@ public:
     }
 
 private:
+    void add(reg_id_t to, reg_id_t from, size_t value, int shift) {
+        const opnd_t lsl = opnd_add_flags(OPND_CREATE_INT(DR_SHIFT_LSL), DR_OPND_IS_SHIFT);
+        insert(instr_create_1dst_4src(drcontext_, OP_add, opnd_create_reg(to),
+                                      opnd_create_reg(from), OPND_CREATE_INT(value), lsl,
+                                      OPND_CREATE_INT(shift)));
+    }
     void insert(instr_t *instr) {
         instrlist_preinsert(bb_, replaced_, instr_set_translation(instr, pc_));
     }
@@ -124,12 +137,11 @@ void insert_take_back(sequence &code) {
     code.move(DR_REG_XSP, DR_REG_X26);
 }
 
-void replace(void *drcontext, instrlist_t *bb, instr_t *instr, aarch64_handler handler) {
+void replace(void *drcontext, instrlist_t *bb, instr_t *instr, unsigned int word,
+             aarch64_handler handler) {
     if (dr_get_stolen_reg() != DR_REG_X28)
         assertion_failure(__LINE__, "dr_get_stolen_reg() == DR_REG_X28");
     const app_pc pc = instr_get_app_pc(instr);
-    unsigned int word;
-    std::memcpy(&word, pc, sizeof word);
     sequence code(drcontext, bb, instr, pc);
 
     dr_save_reg(drcontext, bb, instr, DR_REG_X26, SPILL_SLOT_1);
@@ -155,6 +167,28 @@ void replace(void *drcontext, instrlist_t *bb, instr_t *instr, aarch64_handler h
     instr_destroy(drcontext, instr);
 }
 
+// `written` has the instruction's destinations, as clears_upper_bytes tells them.
+void replace_native_write(void *drcontext, instrlist_t *bb, instr_t *instr, uint32_t written) {
+    sequence code(drcontext, bb, instr, instr_get_app_pc(instr));
+    code.repeat_replaced();
+    dr_save_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_1);
+    drmgr_insert_read_tls_field(drcontext, tls_idx, bb, instr, DR_REG_X27);
+    size_t reached = 0; // in the state, by X27
+    for (unsigned i = 0; i < 32; i++) {
+        if (!(written >> i & 1))
+            continue;
+        const size_t upper_bytes = z_offset(i) + sve_chunk_bytes;
+        code.advance(DR_REG_X27, upper_bytes - reached);
+        reached = upper_bytes;
+        for (size_t at = 0; at < sve_vector_bytes - sve_chunk_bytes; at += sve_chunk_bytes)
+            code.store_pair(DR_REG_XZR, DR_REG_XZR, at);
+    }
+    dr_restore_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_1);
+
+    instrlist_remove(bb, instr);
+    instr_destroy(drcontext, instr);
+}
+
 // True for code of the main module and code in no module. Other modules' code stays as it is.
 bool is_emulated_code(app_pc pc) {
     module_data_t *module = dr_lookup_module(pc);
@@ -168,17 +202,25 @@ bool is_emulated_code(app_pc pc) {
 } // namespace
 
 dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t *bb, bool, bool) {
-    if (!is_emulated_code(dr_fragment_app_pc(tag)))
+    // Nothing is asked for but instructions of code that is emulated.
+    const bool is_asked_for = dr_fragment_is_asked_for(tag);
+    if (!is_asked_for && !is_emulated_code(dr_fragment_app_pc(tag)))
         return DR_EMIT_DEFAULT;
+    constexpr bool has_upper_bytes = sve_vector_bytes > sve_chunk_bytes;
     instr_t *next;
     for (instr_t *instr = instrlist_first_app(bb); instr; instr = next) {
         next = instr_get_next_app(instr);
         unsigned int word;
         std::memcpy(&word, instr_get_raw_bits(instr), sizeof word);
-        if (const aarch64_handler handler = is_sve(word))
-            replace(drcontext, bb, instr, handler);
-        else
+        if (const aarch64_handler handler = is_sve(word)) {
+            replace(drcontext, bb, instr, word, handler);
+            continue;
+        }
+        if (!is_asked_for) // else it is counted with the block that reaches it, if one does
             aarch64_instr_count++;
+        if (const uint32_t written =
+                has_upper_bytes ? clears_upper_bytes(instr_get_app_pc(instr), word) : 0)
+            replace_native_write(drcontext, bb, instr, written);
     }
     return DR_EMIT_DEFAULT;
 }

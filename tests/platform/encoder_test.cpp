@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <climits>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <sys/mman.h>
@@ -53,6 +54,12 @@ TEST(Words, OfThePlatformsOwnCode) {
     EXPECT_WORD("str x30, [sp, #-16]!", a64::push(30));
     EXPECT_WORD("ldr x1, [sp], #16", a64::pop(1));
     EXPECT_WORD("ldr x30, [sp], #16", a64::pop(30));
+    EXPECT_WORD("ldr s31, [x0]", a64::load_vector(4, 31, 0));
+    EXPECT_WORD("ldr d1, [x30]", a64::load_vector(8, 1, 30));
+    EXPECT_WORD("ldr q0, [x1]", a64::load_vector(16, 0, 1));
+    EXPECT_WORD("ldr x0, . + 0xffffc", a64::ldr_literal(0, 0xffffc));
+    EXPECT_WORD("ldr x30, . - 8", a64::ldr_literal(30, -8));
+    EXPECT_WORD("brk #0xfedc", a64::brk(0xfedc));
 }
 
 TEST(Words, Branches) {
@@ -121,6 +128,10 @@ TEST_F(Created, Words) {
     EXPECT_WORD("stp x0, x1, [x27, #-8]", store_pair(x0, x0 + 1, memory(x0 + 27, -8, OPSZ_16)));
     EXPECT_WORD("ldp x24, x25, [sp, #-512]",
                 load_pair(x0 + 24, x0 + 25, memory(sp, -512, OPSZ_16)));
+    EXPECT_WORD("stp xzr, xzr, [x27, #16]",
+                store_pair(DR_REG_XZR, DR_REG_XZR, memory(x0 + 27, 16, OPSZ_16)));
+    EXPECT_WORD("stp x3, xzr, [x27]", store_pair(x0 + 3, DR_REG_XZR, memory(x0 + 27, 0, OPSZ_16)));
+    EXPECT_WORD("ldp xzr, x3, [sp]", load_pair(DR_REG_XZR, x0 + 3, memory(sp, 0, OPSZ_16)));
     EXPECT_WORD("mrs x26, nzcv", move(OP_mrs, reg(x0 + 26), reg(DR_REG_NZCV)));
     EXPECT_WORD("mrs x3, fpcr", move(OP_mrs, reg(x0 + 3), reg(DR_REG_FPCR)));
     EXPECT_WORD("mrs x30, fpsr", move(OP_mrs, reg(x0 + 30), reg(DR_REG_FPSR)));
@@ -141,6 +152,9 @@ TEST_F(Created, NoEncoding) {
         [] { return load_pair(x0, x0 + 1, memory(x0, 512, OPSZ_16)); },
         [] { return store_pair(x0, x0 + 1, memory(x0, -520, OPSZ_16)); },
         [] { return store_pair(q0, q0 + 1, memory(x0, 0, OPSZ_16)); },
+        [] { return store_pair(sp, x0, memory(x0, 0, OPSZ_16)); },
+        [] { return load_pair(x0, sp, memory(x0, 0, OPSZ_16)); },
+        [] { return store_pair(x0, x0, memory(DR_REG_XZR, 0, OPSZ_16)); },
         [] { return add(x0, x0, 4096, 0); },
         [] { return add(x0, x0, 1, 1); },
         [] { return add(DR_REG_XZR, x0, 1, 0); },
@@ -153,10 +167,10 @@ TEST_F(Created, NoEncoding) {
 TEST_F(Created, ListsKeepTheirOrder) {
     static word_t block[] = {0x04a10000, 0xd503201f, 0x04a10000}; // add z0.s, z0.s, z1.s; nop; add
     for (word_t &word : block)
-        append_application_instruction(&list, reinterpret_cast<app_pc>(&word));
+        append_application_instruction(&list, reinterpret_cast<app_pc>(&word), word);
     instr_t *const first = instrlist_first_app(&list);
     instr_t *const last = instr_get_next_app(instr_get_next_app(first));
-    EXPECT_EQ(instr_get_raw_bits(last), reinterpret_cast<byte *>(&block[2]));
+    EXPECT_EQ(instr_get_app_pc(last), reinterpret_cast<app_pc>(&block[2]));
     EXPECT_EQ(instr_get_next_app(last), nullptr);
     for (instr_t *where : {first, last}) {
         insert_words(&list, where, {1, 2});
@@ -176,7 +190,53 @@ TEST_F(Created, ListsKeepTheirOrder) {
     EXPECT_EQ(instrlist_first_app(&list)->word, block[1]);
 }
 
+// An instruction is what it was when the list was made, whatever stands there by now.
+TEST_F(Created, TheInstructionsOwnBytes) {
+    static word_t replaced = a64::b(0x1000);
+    append_application_instruction(&list, reinterpret_cast<app_pc>(&replaced), 0x4f000400);
+    word_t bytes;
+    std::memcpy(&bytes, instr_get_raw_bits(list.first), sizeof bytes);
+    EXPECT_EQ(bytes, 0x4f000400u);
+}
+
+TEST_F(Created, Copies) {
+    static word_t place;
+    const auto copy_of = [this](word_t word) {
+        append_application_instruction(&list, reinterpret_cast<app_pc>(&place), word);
+        return instr_clone(nullptr, list.last);
+    };
+    for (const word_t word :
+         ASSEMBLED_ALL("movi v0.4s, #1; ldr q0, [x1], #16; ld4 {v0.4s-v3.4s}, [sp]; fmov d0, x1;"
+                       "ldr s0, . + 8; ldr d31, . - 0x100000; ldr q3, . + 0xffffc")) {
+        const instr_t *copy = copy_of(word);
+        EXPECT_EQ(copy->word, word);
+        EXPECT_EQ(copy->pc, reinterpret_cast<app_pc>(&place));
+        EXPECT_TRUE(copy->copy);
+        EXPECT_FALSE(copy->application);
+    }
+    for (const word_t word :
+         ASSEMBLED_ALL("adr x0, .; adrp x0, .; ldr x0, . + 8; ldr w0, . + 8; ldrsw x0, . + 8;"
+                       "prfm pldl1keep, . + 8; b .; cbz x0, .; tbnz x0, #1, .; ret; svc #0;"
+                       "add z0.s, z0.s, z1.s; ldr z0, [x0]"))
+        EXPECT_EXIT(copy_of(word), testing::ExitedWithCode(125), "^sverun: a client .*\n$")
+            << std::hex << word;
+}
+
 // ---- Reading ------------------------------------------------------------------------------------
+
+TEST(Reading, LoadsFromADistance) {
+    const std::vector<word_t> words =
+        ASSEMBLED_ALL("ldr s0, . + 0xffffc; ldr d31, . - 0x100000; ldr q7, . - 4; ldr x0, . + 8;"
+                      "ldr s0, [x0]; .inst 0xdc000000");
+    const std::pair<unsigned, int64_t> expected[] = {{4, 0xffffc}, {8, -0x100000}, {16, -4}};
+    for (size_t i = 0; i < std::size(expected); i++) {
+        EXPECT_TRUE(a64::is_vector_literal_load(words[i]));
+        EXPECT_EQ(a64::literal_bytes(words[i]), expected[i].first);
+        EXPECT_EQ(a64::literal_distance(words[i]), expected[i].second);
+    }
+    for (size_t i = std::size(expected); i < words.size(); i++)
+        EXPECT_FALSE(a64::is_vector_literal_load(words[i])) << i;
+}
 
 TEST(Reading, Branches) {
     for (const word_t word : ASSEMBLED_ALL("bl . + 4; b.eq . + 4; br x0; cbz x0, . + 4; svc #0"))

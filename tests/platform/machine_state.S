@@ -96,4 +96,25 @@ own_sp:
     routine run_invert, .inst 0x25fffffe
     routine run_fail, .inst 0x25ffffff
 
+    routine run_movi, movi v3.4s, #7
+    routine run_add, add v31.4s, v1.4s, v2.4s
+    routine run_insert, ins v4.s[1], w3
+    routine run_scalar, fmov s5, w6
+    routine run_round, fdiv d0, d1, d2
+    routine run_post, ldr q2, [x5], #32
+    routine run_pre_x27, ldr q9, [x27, #16]!
+    routine run_pre_sp, ldr d8, [sp, #-16]!
+    routine run_pair_sp, ldp q10, q11, [sp], #32
+    routine run_from_x0, ldr h12, [x0]
+    routine run_two, ld2r {v13.8h, v14.8h}, [x5]
+    routine run_four, ld4 {v30.16b, v31.16b, v0.16b, v1.16b}, [x5], #64
+    .balign 16
+    .word 0x01020304, 0x05060708
+1:  .quad 0x1112131415161718, 0x191a1b1c1d1e1f20
+    routine run_literal_s, ldr s16, 1b
+    routine run_literal_d, ldr d17, 1b - 4
+    routine run_literal_q, ldr q18, 1f
+    .balign 16
+1:  .quad 0x2122232425262728, 0x292a2b2c2d2e2f30
+
     .section .note.GNU-stack, "", %progbits

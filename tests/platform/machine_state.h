@@ -31,6 +31,17 @@ state_routine run_addvl_x29, run_addvl_x30;
 state_routine run_addvl_sp;         // addvl sp, sp, #1
 state_routine run_invert, run_fail; // the test client's, in test_handlers.cpp
 extern uint32_t run_fail_instruction[];
+
+// Native instructions that write V registers.
+#define NATIVE_ROUTINES(routine)                                                                   \
+    routine(movi) routine(add) routine(insert) routine(scalar) routine(round) routine(post)        \
+        routine(pre_x27) routine(pre_sp) routine(pair_sp) routine(from_x0) routine(two)            \
+            routine(four) routine(literal_s) routine(literal_d) routine(literal_q)
+#define DECLARE(name)                                                                              \
+    state_routine run_##name;                                                                      \
+    extern uint32_t run_##name##_instruction[];
+NATIVE_ROUTINES(DECLARE)
+#undef DECLARE
 }
 
 // A stack that a state's SP points into, with room for a signal handler below.
