@@ -45,6 +45,7 @@ struct request {
     std::optional<std::string> vector_bits;
     bool statistics = true;
     bool libraries = false;
+    bool keep_upper = false;
     std::string client_args; // words for the client library, each ended by a newline
     bool trap_every_time = false;
     bool report = false;
@@ -68,6 +69,8 @@ const std::string help_text =
     "  --no-stats         count nothing, and print no totals: faster\n"
     "  --libraries        emulate SVE in the program's shared libraries, too, but not in\n"
     "                     those of the C library\n"
+    "  --keep-upper       let native writes of vector registers keep the upper bytes of Z\n"
+    "                     registers, which a processor clears: only for comparison\n"
     "  --client FILE      load this client library instead of an installed one\n"
     "  --client-arg WORD  hand WORD to the client library; may be given several times\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
@@ -151,6 +154,7 @@ request parse_command_line(int argc, char **argv) {
         vl,
         no_stats,
         libraries,
+        keep_upper,
         trap_every_time,
         report,
         profile,
@@ -167,6 +171,7 @@ request parse_command_line(int argc, char **argv) {
         {"vl", required_argument, nullptr, vl},
         {"no-stats", no_argument, nullptr, no_stats},
         {"libraries", no_argument, nullptr, libraries},
+        {"keep-upper", no_argument, nullptr, keep_upper},
         {"trap-every-time", no_argument, nullptr, trap_every_time},
         {"report", no_argument, nullptr, report},
         {"profile", optional_argument, nullptr, profile},
@@ -208,6 +213,9 @@ request parse_command_line(int argc, char **argv) {
             break;
         case libraries:
             request.libraries = true;
+            break;
+        case keep_upper:
+            request.keep_upper = true;
             break;
         case trap_every_time:
             request.trap_every_time = true;
@@ -341,7 +349,7 @@ void require_loader(const std::string &program, const std::string &loader,
                       program + ": its loader " + loader + " is not found" + advice);
 }
 
-[[noreturn]] void run(const request &request) {
+[[noreturn]] void run(request request) {
     if (on_aarch64 && (getauxval(AT_HWCAP) & hwcap_sve))
         throw refusal(status_cannot_run, "this processor has SVE: run the program directly");
 
@@ -356,6 +364,9 @@ void require_loader(const std::string &program, const std::string &loader,
     if (request.profile && client_name.starts_with("libsve_") &&
         !client_name.starts_with("libsve_stats_"))
         throw usage_error("--profile needs a client library that counts, unlike " + client);
+    // Others may not know the word.
+    if (!request.keep_upper && client_name.starts_with("libsve_"))
+        request.client_args = "-clear_upper_bytes\nyes\n" + request.client_args;
 
     // Under a processor emulator the platform library takes these, and itself, out of the program's
     // environment again: what the program starts are this machine's own programs.

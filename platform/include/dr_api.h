@@ -97,6 +97,10 @@ DR_API module_data_t *dr_lookup_module(byte *pc);
 DR_API module_data_t *dr_lookup_code_module(const byte *pc);
 DR_API void dr_free_module_data(module_data_t *data);
 
+// The mapping that holds an address: where it starts, how long it is, and, on this platform, nothing of its
+// protection. False if none does. Each pointer may be NULL.
+DR_API bool dr_query_memory(const byte *pc, byte **base_pc, size_t *size, uint *prot);
+
 // ---- Threads -----------------------------------------------------------------------------------
 
 typedef enum {
@@ -210,13 +214,17 @@ DR_API app_pc dr_fragment_app_pc(void *tag);
 // Asks for more, in a block event, once: when its own block has been written, and before the program
 // goes on, the events get a block of the one instruction at each of these addresses, which ascend.
 // An instruction that has been replaced already is left out. The array stays valid until the last of
-// those events has returned. None of them asks again.
-DR_API void dr_translate_also(const app_pc *pcs, size_t count);
+// those events has returned. None of them asks again. Returns whether the program may have run code
+// natively that no event got: always, here.
+DR_API bool dr_translate_also(const app_pc *pcs, size_t count);
 // Whether an event got its block because of that. The program need not have come there.
 DR_API bool dr_fragment_is_asked_for(void *tag);
 
 // The program's own word at an address, whatever this platform has put there. In a block event.
 DR_API uint dr_application_word(const byte *pc);
+// Whether what stands for an instruction that was replaced is still in place. It isn't where the
+// program has put other code there meanwhile. In a block event.
+DR_API bool dr_is_translated(const byte *pc);
 
 // The application instructions of a block, in order; NULL at the end.
 DR_API instr_t *instrlist_first_app(instrlist_t *list);

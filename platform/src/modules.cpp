@@ -215,6 +215,21 @@ module_data_t *dr_lookup_code_module(const byte *pc) {
     return find_module(reinterpret_cast<uintptr_t>(pc), record, path) ? copy(record) : nullptr;
 }
 
+bool dr_query_memory(const byte *pc, byte **base_pc, size_t *size, uint *) {
+    mapping around = {};
+    const bool found = for_each_mapping([&](const mapping &m) {
+        around = m;
+        return !m.contains(reinterpret_cast<uintptr_t>(pc));
+    });
+    if (!found || !around.contains(reinterpret_cast<uintptr_t>(pc)))
+        return false;
+    if (base_pc)
+        *base_pc = reinterpret_cast<byte *>(around.start);
+    if (size)
+        *size = around.end - around.start;
+    return true;
+}
+
 void dr_free_module_data(module_data_t *data) {
     unmap_memory(data, sizeof(module_copy));
 }

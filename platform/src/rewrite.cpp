@@ -396,10 +396,16 @@ bool exchange_text(uintptr_t pc, a64::word_t word, a64::word_t &former) {
 
 using namespace platform;
 
-void dr_translate_also(const app_pc *pcs, size_t count) {
+bool dr_translate_also(const app_pc *pcs, size_t count) {
     if (asked_for.count)
         refuse(125, "a client asks twice in one event for further blocks");
     asked_for = {pcs, count};
+    return true;
+}
+
+bool dr_is_translated(const byte *pc) {
+    const auto address = reinterpret_cast<uintptr_t>(pc);
+    return read_word(address) != application_word(address);
 }
 
 uint dr_application_word(const byte *pc) {

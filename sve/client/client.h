@@ -24,6 +24,12 @@ extern int tls_idx;
 // that the program has come to. Counted at translation, not execution.
 extern uint64_t aarch64_instr_count;
 
+// Whether native writes of V registers clear the upper bytes of Z registers, as on a processor with SVE. The client's
+// options decide:
+//
+//     -clear_upper_bytes yes   or no, which is so without the option
+extern bool clears_upper_bytes;
+
 // Ends the process with a message on the platform's error handle.
 [[noreturn]] inline void assertion_failure(int line, const char *condition) {
     dr_fprintf(STDERR, "ASSERT FAILURE: %s:%d: %s (%s)\n", "sve/client/sve_client", line, condition,
@@ -35,7 +41,7 @@ extern uint64_t aarch64_instr_count;
 
 // The basic-block event: replaces the SVE instructions of the main module, and of code in no
 // module, by calls of emulate_instruction. All others are counted and stay, but for those that
-// clears_upper_bytes names.
+// native_write_at names.
 dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t *bb,
                                          bool for_trace, bool translating);
 

@@ -18,7 +18,13 @@ void dr_insert_call_ovrin(void *drcontext, instrlist_t *list, instr_t *where, ap
     dr_insert_clean_call(drcontext, list, where, callee, false, 3, word, pc, handler);
 }
 
-void dr_translate_also(const app_pc *, size_t) {}
+bool dr_translate_also(const app_pc *, size_t) {
+    return false;
+}
+
+bool dr_is_translated(const byte *) {
+    return true;
+}
 
 bool dr_fragment_is_asked_for(void *) {
     return false;

@@ -167,7 +167,7 @@ void replace(void *drcontext, instrlist_t *bb, instr_t *instr, unsigned int word
     instr_destroy(drcontext, instr);
 }
 
-// `written` has the instruction's destinations, as clears_upper_bytes tells them.
+// `written` has the instruction's destinations, as native_write_at tells them.
 void replace_native_write(void *drcontext, instrlist_t *bb, instr_t *instr, uint32_t written) {
     sequence code(drcontext, bb, instr, instr_get_app_pc(instr));
     code.repeat_replaced();
@@ -206,7 +206,8 @@ dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t
     const bool is_asked_for = dr_fragment_is_asked_for(tag);
     if (!is_asked_for && !is_emulated_code(dr_fragment_app_pc(tag)))
         return DR_EMIT_DEFAULT;
-    constexpr bool has_upper_bytes = sve_vector_bytes > sve_chunk_bytes;
+    if (clears_upper_bytes && !is_asked_for)
+        find_native_writes(drcontext, dr_fragment_app_pc(tag));
     instr_t *next;
     for (instr_t *instr = instrlist_first_app(bb); instr; instr = next) {
         next = instr_get_next_app(instr);
@@ -219,7 +220,7 @@ dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t
         if (!is_asked_for) // else it is counted with the block that reaches it, if one does
             aarch64_instr_count++;
         if (const uint32_t written =
-                has_upper_bytes ? clears_upper_bytes(instr_get_app_pc(instr), word) : 0)
+                clears_upper_bytes ? native_write_at(instr_get_app_pc(instr), word) : 0)
             replace_native_write(drcontext, bb, instr, written);
     }
     return DR_EMIT_DEFAULT;

@@ -27,6 +27,7 @@ module_data_t *exe;
 app_pc sve::client::exe_start;
 int sve::client::tls_idx;
 uint64_t sve::client::aarch64_instr_count;
+bool sve::client::clears_upper_bytes;
 
 // A platform may tell the program so. Beside the interface: what doesn't know it doesn't look for it.
 DR_EXPORT extern const unsigned client_vector_bytes;
@@ -119,7 +120,13 @@ static void keep_locks_around_forks() {
         assertion_failure(__LINE__, "false");
 }
 
-// Any word before "--" that is no option of the profile's is a usage error.
+static droption_t<std::string>
+    clear_upper_bytes(DROPTION_SCOPE_CLIENT, "clear_upper_bytes", "no",
+                      "Whether native writes clear upper bytes: yes or no",
+                      "With yes a native instruction that writes a V register clears the rest of "
+                      "the Z register, as on a processor with SVE.");
+
+// Any word before "--" that is no option of the client's is a usage error.
 static void check_arguments(int argc, const char *argv[]) {
     std::string error;
     int last = argc;
@@ -129,6 +136,12 @@ static void check_arguments(int argc, const char *argv[]) {
         error = std::string("Unknown option: ") + argv[last];
         known = false;
     }
+    const std::string clear = clear_upper_bytes.get_value();
+    if (known && clear != "yes" && clear != "no") {
+        error = "-clear_upper_bytes is yes or no, not '" + clear + "'";
+        known = false;
+    }
+    clears_upper_bytes = clear == "yes" && sve_chunks > 1;
     if (!known) {
         dr_fprintf(STDERR, "Usage error: %s\n", error.c_str());
         dr_abort();

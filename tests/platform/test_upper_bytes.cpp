@@ -43,16 +43,19 @@ aarch64_decode_rc look_up(cpu_state *state, unsigned int) {
 
 } // namespace
 
-uint32_t sve::client::clears_upper_bytes(app_pc pc, uint32_t word) {
-    if (named_anew) {
-        static app_pc pcs[100'000];
-        if (named_count > std::size(pcs))
-            dr_abort();
-        named_anew = false;
-        for (size_t i = 0; i < named_count; i++)
-            pcs[i] = reinterpret_cast<app_pc>(const_cast<uint32_t *>(named[i].pc));
-        dr_translate_also(pcs, named_count);
-    }
+void sve::client::find_native_writes(void *, app_pc) {
+    if (!named_anew)
+        return;
+    static app_pc pcs[100'000];
+    if (named_count > std::size(pcs))
+        dr_abort();
+    named_anew = false;
+    for (size_t i = 0; i < named_count; i++)
+        pcs[i] = reinterpret_cast<app_pc>(const_cast<uint32_t *>(named[i].pc));
+    dr_translate_also(pcs, named_count);
+}
+
+uint32_t sve::client::native_write_at(app_pc pc, uint32_t word) {
     if (word != dr_application_word(pc)) // of whatever stands there
         dr_abort();
     size_t first = 0, behind = named_count;
