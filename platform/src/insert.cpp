@@ -16,16 +16,17 @@ extern "C" void sve_platform_call(); // call.S
 
 namespace {
 
-// The thread's area, as generated code reaches it: at TPIDR_EL0 + base, with a load's or store's
-// offset behind that. Where the area is near enough, base is 0.
+// The thread's area, as generated code reaches it: at TPIDR_EL0 + base, and behind that with a load's or store's
+// offset, or an ADD's, which is the shortest. Where the area is near enough, base is 0.
 int64_t area_base() {
     const int64_t distance = distance_from_thread_pointer(&dr_thread_area);
-    if (a64::fits_unsigned_offset(distance + int64_t{sizeof dr_thread_area}, 8))
+    if (distance >= 0 && distance >> 12 == 0)
         return 0;
     if (distance < 0 || distance >> 24 != 0)
         refuse(125, "the program has too much thread-local storage");
     return distance >> 12 << 12;
 }
+static_assert(sizeof(dr_thread_area_t) < 4096, "a load's offset reaches 32 KiB");
 unsigned area_offset(const void *in_area) {
     return static_cast<unsigned>(distance_from_thread_pointer(in_area) - area_base());
 }

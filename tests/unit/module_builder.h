@@ -37,6 +37,11 @@ public:
     }
 
     // ---- To be damaged ----
+    // Anything of the header, the code or the tables.
+    void damage(size_t where, uint8_t how) {
+        const size_t parts[] = {0, text_at, frames_at, table_at};
+        at<uint8_t>(parts[where % 4])[where / 4 % 512] ^= how;
+    }
     Elf64_Ehdr &header() { return *at<Elf64_Ehdr>(0); }
     Elf64_Phdr &table_segment() { return at<Elf64_Phdr>(sizeof(Elf64_Ehdr))[2]; }
     uint8_t *table() { return at<uint8_t>(table_at); }
