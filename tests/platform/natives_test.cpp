@@ -1,6 +1,7 @@
 // Native instructions that are replaced, to clear the upper bytes of Z registers. Run under sverun with the
 // test client, which replaces those that the program names (native_writes.h).
 #include "platform/src/a64.h"
+#include "platform/src/mappings.h"
 #include "platform/src/traps.h"
 #include "sve/core/vector_length.h"
 #include "tests/platform/machine_state.h"
@@ -215,14 +216,15 @@ static constexpr word_t movi_v3 = 0x4f0004e3;
 // A block goes on behind a native instruction that has been replaced already.
 TEST(Natives, BlocksGoOnBehindThem) {
     code_page page;
-    page.write({emulated, movi_v2, emulated, movi_v3, ret});
+    const word_t ldr_w0_literal = 0x18000040; // ldr w0, .+8: the second site, before it has run
+    page.write({emulated, movi_v2, ldr_w0_literal, movi_v3, emulated, ret});
     std::vector<native_write> writes = {{page.code + 1, 1 << 2}};
     replace(writes);
     EXPECT_EQ(page.code[0], emulated);
     EXPECT_TRUE(a64::is_b(page.code[1]));
-    page.run();
+    const word_t seen = reinterpret_cast<word_t (*)()>(page.code)();
     const bool traps_every_time = page.code[0] == emulated;
-    EXPECT_EQ(page.code[2] == emulated, traps_every_time);
+    EXPECT_EQ(seen == emulated, traps_every_time);
     EXPECT_EQ(page.code[3], movi_v3);
     EXPECT_EQ(rows_cleared_by([&] { page.run(); }), 1u << 2);
 }
@@ -293,6 +295,16 @@ TEST(Natives, TextThatCannotBeWritten) {
     EXPECT_EQ(rows_cleared_by([&] { reinterpret_cast<void (*)()>(code)(); }), 0u);
 }
 
+static int protection_of(const void *address) {
+    int result = -1;
+    for_each_mapping([&](const mapping &m) {
+        if (m.contains(reinterpret_cast<uintptr_t>(address)))
+            result = m.protection;
+        return true;
+    });
+    return result;
+}
+
 // Tens of thousands, in two mappings with memory that can't be read before, between and behind.
 TEST(Natives, ManyInSeveralMappings) {
     constexpr size_t page = code_page::page, words = page / 4;
@@ -316,6 +328,8 @@ TEST(Natives, ManyInSeveralMappings) {
         EXPECT_EQ(rows_cleared_by([&] { reinterpret_cast<void (*)()>(base + i * words)(); }),
                   1u << 2);
     }
+    for (size_t i = 0; i < 5; i++)
+        EXPECT_EQ(protection_of(base + i * words), i % 2 ? PROT_READ | PROT_EXEC : PROT_NONE) << i;
     mprotect(base + 2 * words, page, PROT_READ);
     EXPECT_EQ(base[2 * words], movi_v2);
     munmap(base, 5 * page);
