@@ -1,6 +1,7 @@
 // Native instructions that are replaced, to clear the upper bytes of Z registers. Run under sverun with the
 // test client, which replaces those that the program names (native_writes.h).
 #include "platform/src/a64.h"
+#include "platform/src/mappings.h"
 #include "platform/src/traps.h"
 #include "sve/core/vector_length.h"
 #include "tests/platform/machine_state.h"
@@ -120,6 +121,14 @@ static void replace(std::vector<native_write> &writes) {
     page.run();
 }
 
+class Natives : public testing::Test {
+protected:
+    void SetUp() override {
+        if (sve_vector_bytes == 16)
+            GTEST_SKIP() << "the vectors have no upper bytes";
+    }
+};
+
 // ---- Each kind of instruction -------------------------------------------------------------------
 
 struct routine {
@@ -158,9 +167,7 @@ static machine_state native_state() {
     return state;
 }
 
-TEST(Natives, ClearUpperBytesAndChangeNothingElse) {
-    if (sve_vector_bytes == 16)
-        GTEST_SKIP() << "the vectors have no upper bytes";
+TEST_F(Natives, ClearUpperBytesAndChangeNothingElse) {
     std::vector<machine_state> expected;
     std::vector<native_write> writes;
     for (size_t i = 0; i < std::size(routines); i++) {
@@ -188,7 +195,7 @@ TEST(Natives, ClearUpperBytesAndChangeNothingElse) {
     EXPECT_EQ(*run_post_instruction, before);
 }
 
-TEST(Natives, InAThreadWithoutState) {
+TEST_F(Natives, InAThreadWithoutState) {
     std::vector<native_write> writes;
     for (size_t i = 0; i < std::size(routines); i++)
         writes.push_back({routines[i].instruction, written_by[i]});
@@ -213,22 +220,23 @@ static constexpr word_t movi_v2 = 0x4f0004e2; // movi v2.4s, #7
 static constexpr word_t movi_v3 = 0x4f0004e3;
 
 // A block goes on behind a native instruction that has been replaced already.
-TEST(Natives, BlocksGoOnBehindThem) {
+TEST_F(Natives, BlocksGoOnBehindThem) {
     code_page page;
-    page.write({emulated, movi_v2, emulated, movi_v3, ret});
+    const word_t ldr_w0_literal = 0x18000040; // ldr w0, .+8: the second site, before it has run
+    page.write({emulated, movi_v2, ldr_w0_literal, movi_v3, emulated, ret});
     std::vector<native_write> writes = {{page.code + 1, 1 << 2}};
     replace(writes);
     EXPECT_EQ(page.code[0], emulated);
     EXPECT_TRUE(a64::is_b(page.code[1]));
-    page.run();
+    const word_t seen = reinterpret_cast<word_t (*)()>(page.code)();
     const bool traps_every_time = page.code[0] == emulated;
-    EXPECT_EQ(page.code[2] == emulated, traps_every_time);
+    EXPECT_EQ(seen == emulated, traps_every_time);
     EXPECT_EQ(page.code[3], movi_v3);
     EXPECT_EQ(rows_cleared_by([&] { page.run(); }), 1u << 2);
 }
 
 // One that is named when the block that has it is handed over is replaced with the block.
-TEST(Natives, WithTheBlockThatHasThem) {
+TEST_F(Natives, WithTheBlockThatHasThem) {
     code_page page;
     page.write({emulated, movi_v2, ret});
     const native_write writes[] = {{page.code + 1, 1 << 2}};
@@ -237,7 +245,7 @@ TEST(Natives, WithTheBlockThatHasThem) {
     EXPECT_TRUE(a64::is_b(page.code[1]));
 }
 
-TEST(Natives, NewCodeInThePlaceOfOld) {
+TEST_F(Natives, NewCodeInThePlaceOfOld) {
     code_page page;
     for (int time = 0; time < 3; time++) {
         page.write({time == 1 ? movi_v3 : movi_v2, ret});
@@ -249,7 +257,7 @@ TEST(Natives, NewCodeInThePlaceOfOld) {
 }
 
 // In the middle of a reserved range that is wider than a branch reaches in both directions.
-TEST(Natives, OutOfReachOfTrampolines) {
+TEST_F(Natives, OutOfReachOfTrampolines) {
     code_page page(size_t{300} << 20);
     const word_t ldr_q2_literal = 0x9c000042; // ldr q2, .+8
     page.write({movi_v3, ldr_q2_literal, ret, 1, 2, 3, 4});
@@ -272,7 +280,7 @@ TEST(Natives, OutOfReachOfTrampolines) {
     EXPECT_EQ(rows_cleared_by([&] { page.run(); }), 0u);
 }
 
-TEST(Natives, TextThatCannotBeWritten) {
+TEST_F(Natives, TextThatCannotBeWritten) {
     const word_t words[] = {movi_v2, movi_v3, ret};
     char path[] = "/tmp/sve-text-XXXXXX";
     const int writable = mkstemp(path), readable = open(path, O_RDONLY);
@@ -293,8 +301,18 @@ TEST(Natives, TextThatCannotBeWritten) {
     EXPECT_EQ(rows_cleared_by([&] { reinterpret_cast<void (*)()>(code)(); }), 0u);
 }
 
+static int protection_of(const void *address) {
+    int result = -1;
+    for_each_mapping([&](const mapping &m) {
+        if (m.contains(reinterpret_cast<uintptr_t>(address)))
+            result = m.protection;
+        return true;
+    });
+    return result;
+}
+
 // Tens of thousands, in two mappings with memory that can't be read before, between and behind.
-TEST(Natives, ManyInSeveralMappings) {
+TEST_F(Natives, ManyInSeveralMappings) {
     constexpr size_t page = code_page::page, words = page / 4;
     auto *base = static_cast<word_t *>(
         mmap(nullptr, 5 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
@@ -316,6 +334,8 @@ TEST(Natives, ManyInSeveralMappings) {
         EXPECT_EQ(rows_cleared_by([&] { reinterpret_cast<void (*)()>(base + i * words)(); }),
                   1u << 2);
     }
+    for (size_t i = 0; i < 5; i++)
+        EXPECT_EQ(protection_of(base + i * words), i % 2 ? PROT_READ | PROT_EXEC : PROT_NONE) << i;
     mprotect(base + 2 * words, page, PROT_READ);
     EXPECT_EQ(base[2 * words], movi_v2);
     munmap(base, 5 * page);
@@ -323,9 +343,12 @@ TEST(Natives, ManyInSeveralMappings) {
 
 // ---- Faults -------------------------------------------------------------------------------------
 
-class Faults : public testing::Test {
+class Faults : public Natives {
 protected:
     void SetUp() override {
+        Natives::SetUp();
+        if (IsSkipped())
+            return;
         std::vector<native_write> writes = {{run_post_instruction, 1 << 2},
                                             {run_pair_sp_instruction, 3 << 10}};
         replace(writes);
@@ -339,7 +362,8 @@ protected:
     }
     void TearDown() override {
         signal(SIGSEGV, SIG_DFL);
-        munmap(unreadable, page);
+        if (!IsSkipped())
+            munmap(unreadable, page);
     }
     static void handle(void (*handler)(int, siginfo_t *, void *)) {
         struct sigaction action = {};
