@@ -213,7 +213,8 @@ dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t
         next = instr_get_next_app(instr);
         unsigned int word;
         std::memcpy(&word, instr_get_raw_bits(instr), sizeof word);
-        if (const aarch64_handler handler = is_sve(word)) {
+        // What is asked for is native.
+        if (const aarch64_handler handler = is_asked_for ? nullptr : is_sve(word)) {
             replace(drcontext, bb, instr, word, handler);
             continue;
         }

@@ -199,6 +199,7 @@ struct Multiplier {
 // zeros.
 template <unsigned size>
 struct DupIndex {
+    static constexpr unsigned element = size; // of Zn that alone is read
     static constexpr unsigned read(uint32_t word) {
         return joined_fields<23, 22, 20, 16>::read(word) >> (size + 1);
     }

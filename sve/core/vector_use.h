@@ -6,6 +6,7 @@
 
 #include "sve/core/bits.h"
 #include "sve/core/cpu_state.h"
+#include "sve/core/vector_length.h"
 
 #include <bit>
 #include <cstdint>
@@ -18,12 +19,13 @@ struct vector_use {
         0; // registers from the one in bits 4:0 on, Z31 being followed by Z0, that are read
     uint8_t written_from_zd = 0; // those that are written, all bytes of them
     bool reads_zn = false;       // the one in bits 9:5
+    uint8_t zn_element = 0;      // of it only the element with a DUP's index: its size code + 1
     uint8_t zm_width = 0; // bits, from bit 16 on, that name another one that is read; 0: none does
 
     // Masks of the registers, bit n for Zn.
     constexpr uint32_t reads(uint32_t word) const {
         uint32_t mask = group(word, read_from_zd);
-        if (reads_zn)
+        if (reads_zn && !reads_low_element(word))
             mask |= 1u << bits(word, 9, 5);
         if (zm_width)
             mask |= 1u << bits(word, 15u + zm_width, 16);
@@ -35,11 +37,18 @@ private:
     static constexpr uint32_t group(uint32_t word, unsigned count) {
         return std::rotl((1u << count) - 1, static_cast<int>(bits(word, 4, 0)));
     }
+    // Compilers broadcast scalars by DUP, so it is worth knowing that the element lies in the V register.
+    constexpr bool reads_low_element(uint32_t word) const {
+        const unsigned index = joined_fields<23, 22, 20, 16>::read(word) >> zn_element;
+        return zn_element && index << (zn_element - 1) < sve_chunk_bytes;
+    }
 };
 
 // Where a vector operand's number stands is found by asking its descriptor for it.
 template <class Operand>
 constexpr void add_operand(vector_use &use) {
+    if constexpr (requires { Operand::element; })
+        use.zn_element = Operand::element + 1;
     if constexpr (std::is_same_v<decltype(Operand::read(0u)), aarch64_z_reg>) {
         constexpr auto is_in_number = [](unsigned bit) {
             return Operand::read(1u << bit).num != Operand::read(0).num;

@@ -44,7 +44,7 @@ std::vector<uintptr_t> places_of(std::vector<uint32_t> code, const surroundings 
     code_stretch stretch = function_of(std::move(code));
     return places_of(stretch, around);
 }
-constexpr auto nothing_outside = [](uintptr_t, bool) { return 0u; };
+constexpr auto nothing_outside = [](uintptr_t) { return 0u; };
 const surroundings alone = {nothing_outside, 0, 0};
 
 TEST(SveWords, AreThoseOfTheDecoder) {
@@ -107,13 +107,26 @@ TEST(Liveness, CallsReturnsAndJumps) {
     EXPECT_THAT(places_of({read_z(8), write_v(8), write_v(9), br_x1}, alone), ElementsAre(1));
     // What is asked is the target.
     EXPECT_THAT(places_of({write_v(9), bl(3), write_v(9), b(101)},
-                          {[](uintptr_t target, bool call) {
-                               return call && target == start + 4 * 4      ? 1u << 9
-                                      : !call && target == start + 4 * 104 ? 1u << 9
-                                                                           : 0;
+                          {[](uintptr_t target) {
+                               const bool reads =
+                                   target == start + 4 * 4 || target == start + 4 * 104;
+                               return reads ? 1u << 9 : 0;
                            },
                            0, 0}),
                 ElementsAre(0, 2));
+}
+
+TEST(Liveness, WhatACallerHasToKnow) {
+    const auto used = [](std::vector<uint32_t> code) {
+        code_stretch stretch = function_of(std::move(code));
+        stretch.find_live({});
+        return std::pair(stretch.used_at(start), stretch.live_at(start));
+    };
+    using masks = std::pair<uint32_t, uint32_t>;
+    EXPECT_EQ(used({read_z(8), ret}), masks(1u << 8, 1u << 8 | passed_registers));
+    EXPECT_EQ(used({replace_z(0), ret}), masks(0, passed_registers & ~1u));
+    EXPECT_EQ(used({blr_x1, read_z(1), trap}), masks(1u << 1, passed_registers));
+    EXPECT_EQ(used({b(100)}), masks(0, all_registers));
 }
 
 TEST(Liveness, ControlThatDoesNotComeBack) {

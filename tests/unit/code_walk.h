@@ -34,7 +34,13 @@ public:
     uintptr_t run(uintptr_t pc, Choose &&choose) {
         using namespace sve::analysis;
         uint32_t stale = 0;
-        std::vector<uintptr_t> returns_to;
+        uint32_t own =
+            0; // registers that this function, or one that it has called, has written natively
+        struct frame {
+            uintptr_t return_to;
+            uint32_t own;
+        };
+        std::vector<frame> frames;
         const auto entered = image_.function_at(pc);
         // Anybody may have called a function with SVE, and read its results.
         const bool result_is_read = entered && has_sve(*entered);
@@ -56,23 +62,33 @@ public:
                 stale &= ~native_writes(word);
             } else {
                 stale |= native_writes(word);
+                own |= native_writes(word);
             }
             const auto [kind, distance] = control_of(word);
             const uintptr_t there = pc + static_cast<uintptr_t>(int64_t{distance} * 4);
-            const bool handed_on = stale & passed_registers;
+            const bool handed_on = stale & own & passed_registers;
             switch (kind) {
             case flow::next:
                 pc += 4;
                 break;
             case flow::branch:
-                pc = choose(2) ? there : pc + 4;
+                if (choose(2)) {
+                    if (there < function->start || there >= function->end)
+                        own = 0;
+                    pc = there;
+                } else {
+                    pc += 4;
+                }
                 break;
             case flow::jump:
+                if (there < function->start || there >= function->end)
+                    own = 0;
                 pc = there;
                 break;
             case flow::call:
-                if (image_.function_at(there) && returns_to.size() < 8) {
-                    returns_to.push_back(pc + 4);
+                if (image_.function_at(there) && frames.size() < 8) {
+                    frames.push_back({pc + 4, own});
+                    own = 0;
                     pc = there;
                 } else {
                     if (sve_here && handed_on && !image_.function_at(there))
@@ -86,10 +102,11 @@ public:
                 pc += 4;
                 break;
             case flow::function_return:
-                if (returns_to.empty())
-                    return result_is_read && handed_on ? pc : 0;
-                pc = returns_to.back();
-                returns_to.pop_back();
+                if (frames.empty())
+                    return result_is_read && stale & passed_registers ? pc : 0;
+                pc = frames.back().return_to;
+                own |= frames.back().own;
+                frames.pop_back();
                 break;
             case flow::indirect_jump:
                 return sve_here && handed_on ? pc : 0;

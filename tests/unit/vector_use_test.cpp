@@ -52,7 +52,7 @@ TEST(VectorUse, IsWhatHandlersDo) {
         const vector_use use = row.row->vectors;
         const bool memory = accesses_memory(row);
         const vector_use roles[] = {{.read_from_zd = use.read_from_zd},
-                                    {.reads_zn = use.reads_zn},
+                                    {.reads_zn = use.reads_zn, .zn_element = use.zn_element},
                                     {.zm_width = use.zm_width}};
         bool mattered[std::size(roles)] = {};
         for (unsigned trial = 0; trial < trials; trial++) {
@@ -91,11 +91,20 @@ TEST(VectorUse, IsWhatHandlersDo) {
                     !state_difference(result_with_other(roles[i].reads(word)), after).empty();
         }
         for (size_t i = 0; i < std::size(roles) && !memory; i++) {
-            operands += roles[i].reads(0) != 0;
+            operands += roles[i].reads(~0u) != 0;
             operands_that_mattered += mattered[i];
         }
     }
     EXPECT_GT(operands_that_mattered, operands * 9 / 10);
+}
+
+// The element that a DUP reads may lie in the V register.
+TEST(VectorUse, ElementOfADup) {
+    const vector_use use = find_row(0x05242020).row->vectors; // dup z0.s, z1.s[0]
+    EXPECT_EQ(use.writes(0x05242020), 1u);
+    EXPECT_EQ(use.reads(0x05242020), 0u);
+    EXPECT_EQ(use.reads(0x053c2020), 0u);      // dup z0.s, z1.s[3]
+    EXPECT_EQ(use.reads(0x05642020), 1u << 1); // dup z0.s, z1.s[4]
 }
 
 } // namespace

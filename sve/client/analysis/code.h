@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -43,9 +44,9 @@ struct place {
 // What a stretch has to know of other code. Masks of registers.
 struct surroundings {
     // Those whose upper bytes may be read from a point outside on, the target of a call or of a jump, up to the return
-    // from there.
-    std::function<uint32_t(uintptr_t target, bool call)> read_at = [](uintptr_t, bool call) {
-        return call ? passed_registers : all_registers;
+    // from there. None if nothing is known of it: then a call is taken to read Z0 to Z7, a jump all.
+    std::function<std::optional<uint32_t>(uintptr_t target)> read_at = [](uintptr_t) {
+        return std::nullopt;
     };
     // Those that may be read behind a return.
     uint32_t read_by_caller = passed_registers;
@@ -78,17 +79,18 @@ public:
     // what has been reached are taken for such.
     void enter_around(uintptr_t pc);
 
-    bool is_reached(uintptr_t pc) const { return contains(pc) && facts_[index(pc)].reached; }
+    bool is_reached(uintptr_t pc) const { return contains(pc) && is(reached, index(pc)); }
     bool has_sve() const { return has_sve_; } // among what is reached
 
     // ---- Liveness ----
 
     void find_live(const surroundings &around);
 
-    // The registers whose upper bytes may be read from a reached point on: all of them, and those that may be before
-    // the function returns, which is what its caller has to know.
-    uint32_t live_at(uintptr_t pc) const { return registers_of(live_[index(pc)]); }
-    uint32_t used_at(uintptr_t pc) const { return static_cast<uint32_t>(live_[index(pc)]); }
+    // The registers whose upper bytes may be read from an entry on that has been reached: all of them, and those that
+    // are known to be, which is what its caller has to know. Not among the latter is what may be handed on to unknown
+    // code, by an indirect call or behind the return.
+    uint32_t live_at(uintptr_t pc) const { return registers_of(live_from(index(pc))); }
+    uint32_t used_at(uintptr_t pc) const { return static_cast<uint32_t>(live_from(index(pc))); }
 
     // Adds the places, in ascending order.
     void add_places(std::vector<place> &places) const;
@@ -104,8 +106,10 @@ public:
     template <class F>
     void for_each_exit(F &&visit) const {
         for (const uint32_t i : exits_) {
-            const bool call = facts_[i].kind == flow::call;
-            visit(exit{target(i), call, call ? registers_of(live_behind(i)) : 0});
+            const control way = control_of(words_[i]);
+            const bool call = way.kind == flow::call;
+            visit(exit{pc_of(i + int64_t{way.distance}), call,
+                       call ? registers_of(live_from(i + size_t{1})) : 0});
         }
     }
 
@@ -116,52 +120,68 @@ public:
     uint32_t written_before(uintptr_t pc) const;
 
 private:
-    struct word_facts {
-        uint32_t reads = 0;  // upper bytes read here
-        uint32_t writes = 0; // upper bytes replaced here, by an SVE instruction or a native write
-        int32_t target = 0;  // index of a branch's, jump's or call's
-        flow kind = flow::next;
-        bool reached = false;
-        bool is_sve = false;
-        bool is_entry = false;
-        bool ends_loop = false; // a branch to here comes from behind
-        bool is_data = false;   // loads that have been reached read it
+    // What is known of a word.
+    enum property : uint8_t {
+        reached = 1,
+        is_entry = 2,
+        begins_block = 4, // also: a branch leads here
+        is_data = 8,      // loads that have been reached read it
     };
+    bool is(property p, size_t i) const { return properties_[i] & p; }
+    void set(property p, size_t i) { properties_[i] = static_cast<uint8_t>(properties_[i] | p); }
+
+    // Words that run one after the other, up to one that can go elsewhere. Live registers are kept apart by who may read
+    // them: in bits 31:0 code that is known, in bits 63:32 the caller behind a return, and unknown code.
+    struct block {
+        uint32_t first, last; // indices, both included
+        flow kind;            // of the last word
+        int32_t next, target; // blocks that control can go on to, -1 for none
+        uint32_t reads = 0;   // upper bytes read before the block replaces them
+        uint32_t writes = 0;  // replaced
+        uint32_t inner = 0;   // read anywhere in it
+        uint32_t native = 0;  // replaced by native writes
+        uint64_t read_by_last = 0;
+        uint64_t live = 0; // at its beginning
+    };
+    static uint32_t registers_of(uint64_t live) { return static_cast<uint32_t>(live | live >> 32); }
+    static uint64_t in_both(uint32_t registers) { return uint64_t{registers} << 32 | registers; }
+
+    // What a word does to upper bytes.
+    struct effect {
+        uint32_t reads, writes;
+        bool is_sve;
+    };
+    effect effect_of(uint32_t word) const;
 
     size_t index(uintptr_t pc) const { return (pc - start_) / 4; }
-    uintptr_t target(size_t i) const {
-        return start_ + static_cast<uintptr_t>(int64_t{facts_[i].target} * 4);
-    }
+    uintptr_t pc_of(int64_t i) const { return start_ + static_cast<uintptr_t>(i * 4); }
     bool is_inside(int64_t i) const { return i >= 0 && i < static_cast<int64_t>(words_.size()); }
 
-    void look_at(size_t i);
     void follow(size_t from);
+    bool go_on_behind(size_t i);
     bool mark_data();
     bool looks_like_code(size_t i) const;
     std::vector<bool> data_of_any_word() const;
-    bool enter_piece(size_t first, size_t last, const std::vector<bool> &data);
-    // Live registers are kept apart by who may read them: in bits 31:0 the code up to a return, in bits 63:32 the
-    // caller, behind it.
-    static uint32_t registers_of(uint64_t live) { return static_cast<uint32_t>(live | live >> 32); }
-    static uint64_t in_both(uint32_t registers) { return uint64_t{registers} << 32 | registers; }
-    uint64_t live_behind(size_t i) const {
-        const word_facts &facts = facts_[i];
-        uint64_t live =
-            falls_through(facts.kind) && is_inside(static_cast<int64_t>(i) + 1) ? live_[i + 1] : 0;
-        if ((facts.kind == flow::branch || facts.kind == flow::jump) && is_inside(facts.target))
-            live |= live_[static_cast<size_t>(facts.target)];
-        return live;
+    void find_blocks();
+    const block *block_at(size_t i) const;
+    uint64_t live_from(size_t i) const {
+        const block *b = block_at(i);
+        return b ? b->live : 0;
+    }
+    uint64_t live_behind(const block &b) const {
+        return (b.next >= 0 ? blocks_[static_cast<size_t>(b.next)].live : 0) |
+               (b.target >= 0 ? blocks_[static_cast<size_t>(b.target)].live : 0) | b.read_by_last;
     }
 
     const sve_words &sve_;
     uintptr_t start_ = 0;
     std::vector<uint32_t> words_;
-    std::vector<word_facts> facts_;
-    std::vector<uint64_t> live_;
-    std::vector<uint32_t> exits_;   // indices of calls and jumps to the outside
+    std::vector<uint8_t> properties_;
+    std::vector<block> blocks_;     // ascending
+    std::vector<uint32_t> exits_;   // indices of calls, and of jumps to the outside
     std::vector<uint32_t> entries_; // where control comes from elsewhere
     std::vector<uint32_t> to_follow_;
-    std::vector<uint32_t> literals_; // that have been reached
+    std::vector<uint32_t> literals_; // loads that have been reached
     bool has_sve_ = false;
     bool has_indirect_jump_ = false;
 };

@@ -31,7 +31,7 @@ class module_search {
 public:
     module_search(const sve_words &sve, const module_image &image)
         : image_(image), stretch_(sve), functions_(&memory_), points_(&memory_), exits_(&memory_),
-          queue_(&memory_), changed_(&memory_) {}
+          branches_(&memory_), queue_(&memory_), changed_(&memory_) {}
 
     std::vector<place> run();
 
@@ -58,10 +58,10 @@ private:
     known_functions::iterator need_function(uintptr_t pc);
     point &need_point(uintptr_t pc);
     void queue(known_functions::iterator function);
-    void queue_functions_with_sve();
+    void scan(const module_image::text &text);
     void queue_callers();
     void look_at(known_functions::iterator function);
-    uint32_t read_at(uintptr_t target, bool call);
+    std::optional<uint32_t> read_at(uintptr_t target);
 
     const module_image &image_;
     code_stretch stretch_;
@@ -70,6 +70,10 @@ private:
     known_functions functions_;
     std::pmr::map<uintptr_t, point> points_;
     std::pmr::vector<exit> exits_;
+    struct branch {
+        uintptr_t from, target;
+    };
+    std::pmr::vector<branch> branches_; // of the whole module
     std::pmr::vector<known_functions::iterator> queue_;
     std::pmr::vector<uintptr_t> changed_; // points where more is used than was known
     std::vector<place> places_;
@@ -105,79 +109,77 @@ void module_search::queue(known_functions::iterator function) {
     function->second.queued = true;
 }
 
-// Eight words at once: most of a program is looked at no closer.
+// Eight words at once: most of a program is looked at no closer. Whether one of them is of SVE's group, or a B or BL.
 constexpr size_t words_at_once = 8;
-bool holds_sve_word(const uint32_t *words) {
+bool holds_word_of_interest(const uint32_t *words) {
     typedef uint32_t vector __attribute__((vector_size(16)));
+    typedef uint64_t halves __attribute__((vector_size(16)));
     vector pieces[2];
     static_assert(sizeof pieces == words_at_once * sizeof *words);
     std::memcpy(pieces, words, sizeof pieces);
     const auto found =
-        ((pieces[0] & 0x1e000000) == 0x04000000) | ((pieces[1] & 0x1e000000) == 0x04000000);
-    return found[0] | found[1] | found[2] | found[3];
+        ((pieces[0] & 0x1e000000) == 0x04000000) | ((pieces[1] & 0x1e000000) == 0x04000000) |
+        ((pieces[0] & 0x7c000000) == 0x14000000) | ((pieces[1] & 0x7c000000) == 0x14000000);
+    const halves any = reinterpret_cast<halves>(found);
+    return any[0] | any[1];
 }
 
-void module_search::queue_functions_with_sve() {
-    for (const module_image::text &text : image_.texts()) {
-        const size_t size = text.words.size();
-        for (size_t i = 0; i < size;) {
-            if (size - i >= words_at_once && !holds_sve_word(&text.words[i])) {
-                i += words_at_once;
-                continue;
-            }
-            if (bits(text.words[i], 28, 25) != 0b0010) {
-                i++;
-                continue;
-            }
-            const uintptr_t pc = text.start + 4 * i;
-            uintptr_t behind = pc + 4;
+// Queues the functions that hold SVE words, and notes all direct branches that may be calls: the whole program is
+// read once.
+void module_search::scan(const module_image::text &text) {
+    const std::span<const uint32_t> words = text.words;
+    uintptr_t behind = 0; // the function or gap that was queued last
+    const auto look_at_word = [&](size_t i) __attribute__((always_inline)) {
+        const uint32_t word = words[i];
+        const uintptr_t pc = text.start + 4 * i;
+        if ((word & 0x7c000000) == 0x14000000) { // B, BL
+            const auto distance = int64_t{static_cast<int32_t>(word << 6)} >> 4;
+            branches_.push_back({pc, pc + static_cast<uintptr_t>(distance)});
+        } else if ((word & 0x1e000000) == 0x04000000 && pc >= behind) { // of SVE's group
+            behind = pc + 4;
             if (const auto function = need_function(pc); function != functions_.end()) {
                 queue(function);
                 behind = function->second.end;
             } else if (const auto gap = image_.gap_at(pc)) {
                 behind = gap->end;
             }
-            i = (behind - text.start) / 4;
         }
-    }
+    };
+    size_t i = 0;
+    for (; i + words_at_once <= words.size(); i += words_at_once)
+        if (holds_word_of_interest(&words[i]))
+            for (size_t k = 0; k < words_at_once; k++)
+                look_at_word(i + k);
+    for (; i < words.size(); i++)
+        look_at_word(i);
 }
 
-// Functions that are not known yet and branch to a point that has changed.
+// Functions that have not been looked at yet and branch to a point that has changed.
 void module_search::queue_callers() {
     // A bit for each of these, by its address.
     uint64_t sieve[64] = {};
-    const auto bit_of = [&](uintptr_t pc) -> std::pair<uint64_t &, uint64_t> {
-        return {sieve[pc >> 8 & 63], uint64_t{1} << (pc >> 2 & 63)};
-    };
-    for (const uintptr_t pc : changed_) {
-        const auto [word, bit] = bit_of(pc);
-        word |= bit;
-    }
-    for (const module_image::text &text : image_.texts())
-        for (size_t i = 0; i < text.words.size(); i++) {
-            const uint32_t word = text.words[i];
-            if (bits(word, 30, 26) != 0b00101) // B, BL
-                continue;
-            const uintptr_t pc = text.start + 4 * i;
-            const uintptr_t target =
-                pc + static_cast<uintptr_t>(int64_t{control_of(word).distance} * 4);
-            const auto [sieved, bit] = bit_of(target);
-            if (sieved & bit && std::binary_search(changed_.begin(), changed_.end(), target))
-                if (const auto function = need_function(pc); function != functions_.end())
-                    if (!function->second.looked_at)
-                        queue(function);
-        }
+    const auto word_of = [](uintptr_t pc) { return pc >> 8 & 63; };
+    const auto bit_of = [](uintptr_t pc) { return uint64_t{1} << (pc >> 2 & 63); };
+    for (const uintptr_t pc : changed_)
+        sieve[word_of(pc)] |= bit_of(pc);
+    for (const auto &[from, target] : branches_)
+        if (sieve[word_of(target)] & bit_of(target) &&
+            std::binary_search(changed_.begin(), changed_.end(), target))
+            if (const auto function = need_function(from); function != functions_.end())
+                if (!function->second.looked_at)
+                    queue(function);
 }
 
-uint32_t module_search::read_at(uintptr_t target, bool call) {
+std::optional<uint32_t> module_search::read_at(uintptr_t target) {
     const point &there = need_point(target);
     if (there.function == functions_.end())
-        return call ? passed_registers : all_registers;
+        return std::nullopt;
     return there.used;
 }
 
 void module_search::look_at(known_functions::iterator function) {
-    auto &[start, known] = *function;
+    const uintptr_t start = function->first;
+    known_function &known = function->second;
     const module_image::text &text = *image_.text_at(start);
     stretch_.load(start, text.words.subspan((start - text.start) / 4, (known.end - start) / 4));
     stretch_.enter(start);
@@ -187,8 +189,8 @@ void module_search::look_at(known_functions::iterator function) {
     known.looked_at = true;
     if (stretch_.has_sve()) // anybody may call it
         known.read_behind |= passed_registers;
-    stretch_.find_live({[this](uintptr_t target, bool call) { return read_at(target, call); },
-                        known.read_behind, passed_registers});
+    stretch_.find_live({[this](uintptr_t target) { return read_at(target); }, known.read_behind,
+                        passed_registers});
     stretch_.add_places(places_);
 
     need_point(start);
@@ -216,7 +218,8 @@ void module_search::look_at(known_functions::iterator function) {
 }
 
 std::vector<place> module_search::run() {
-    queue_functions_with_sve();
+    for (const module_image::text &text : image_.texts())
+        scan(text);
     while (!queue_.empty()) {
         while (!queue_.empty()) {
             const auto function = queue_.back();

@@ -19,8 +19,8 @@ namespace sve::analysis {
 //     functions that call or jump to those which read upper bytes before they write them: an argument may have been
 //     made natively
 //
-// and so on, through functions that only hand on. An indirect call is taken to read Z0 to Z7 and to return
-// nothing that was made natively.
+// and so on, through functions that only hand on. An indirect call is taken to read Z0 to Z7, if they were written
+// natively in the function that calls, and to return nothing that was made natively.
 std::vector<place> find_places(const sve_words &sve, const module_image &image);
 
 // The function loaded and followed, to answer questions about it. Calls are taken to read Z0 to Z7.
