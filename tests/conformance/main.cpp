@@ -2,6 +2,7 @@
 // states of every instruction row. See usage() for the options.
 
 #include "tests/conformance/encodings.h"
+#include "tests/conformance/native_writes.h"
 #include "tests/conformance/self_check.h"
 #include "tests/conformance/trials.h"
 
@@ -22,7 +23,7 @@ constexpr int cannot_run_here = 77; // the test is skipped then
 constexpr char usage[] =
     "usage: conformance [--rows PATTERN] [--trials N] [--seed S] [--trial INDEX] [--shard I/N]\n"
     "                   [--tier hardware|reference|both] [--list] [--self-check]\n"
-    "                   [--encodings WORDS]\n";
+    "                   [--encodings WORDS] [--native-writes WORDS]\n";
 
 struct options {
     trial_settings settings;
@@ -30,7 +31,8 @@ struct options {
     uint64_t shard = 1, shards = 1;
     bool list = false;
     bool self_check = false;
-    uint64_t encodings = 0; // random words to ask the processor for, instead of trials
+    uint64_t encodings = 0;     // random words to ask the processor for, instead of trials
+    uint64_t native_writes = 0; // or to compare the table of native writes with
 };
 
 [[noreturn]] void refuse(const char *what, const char *argument) {
@@ -85,6 +87,8 @@ options parse(int argc, char **argv) {
             options.list = true;
         } else if (option == "--encodings") {
             options.encodings = number(argument());
+        } else if (option == "--native-writes") {
+            options.native_writes = number(argument());
         } else if (option == "--self-check") {
             options.self_check = true;
         } else if (option == "--help") {
@@ -121,6 +125,8 @@ int main(int argc, char **argv) {
 
     if (options.encodings)
         return check_encodings(options.encodings, settings.seed) ? 0 : 1;
+    if (options.native_writes)
+        return check_native_writes(options.native_writes, settings.seed) ? 0 : 1;
 
     trial_totals totals;
     uint64_t tested = 0;

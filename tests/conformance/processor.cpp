@@ -53,7 +53,7 @@ static struct {
     uint64_t end;
 } * literals;
 static code_block *blocks;
-static constexpr size_t literal_bytes = 64 << 10; // a page of any size
+static constexpr size_t literal_bytes = 4 * readable_words; // a page of any size
 
 static const code_block *volatile running_block; // null while the processor is not asked
 static volatile int raised;

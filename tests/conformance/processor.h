@@ -34,6 +34,8 @@ const char *open_processor(bool any_length = false);
 
 // The words that run_word can run. Many at once: new code costs a processor emulator far more than a run.
 inline constexpr size_t max_loaded_words = 512;
+// Each of them can read so many words in front of it.
+inline constexpr unsigned readable_words = 16 << 10;
 void load_words(std::span<const uint32_t> words);
 
 // Runs loaded word `index`. The result is 0, or the signal that the processor raised instead of running it.

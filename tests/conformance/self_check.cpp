@@ -1,7 +1,9 @@
 #include "tests/conformance/self_check.h"
 
+#include "tests/conformance/native_writes.h"
 #include "tests/conformance/trials.h"
 
+#include <bit>
 #include <cstdio>
 #include <cstring>
 
@@ -140,7 +142,90 @@ static bool was_printed(const char *text) {
     return printed.find(text) != std::string::npos;
 }
 
+// ---- The table of native writes -------------------------------------------------------------------
+
+using sve::analysis::native_writes;
+
+struct seen_damage {
+    const char *what;
+    void (*spoil)(cpu_state *state);
+    seen_writes seen;
+};
+
+static constexpr seen_damage seen_damages[] = {
+    {"nothing", [](cpu_state *) {}, {0, 0}},
+    {"the lowest byte", [](cpu_state *s) { s->z[0][0] ^= 1; }, {0, 1}},
+    {"the last of the lower bytes", [](cpu_state *s) { s->z[31][15] ^= 0x80; }, {0, 1u << 31}},
+    {"an upper byte", [](cpu_state *s) { s->z[7][16] = 0; }, {0, 1u << 7}},
+    {"all upper bytes but one",
+     [](cpu_state *s) { memset(s->z[7] + 16, 0, row - 17); },
+     {0, 1u << 7}},
+    {"the upper bytes",
+     [](cpu_state *s) { memset(s->z[31] + 16, 0, row - 16); },
+     {1u << 31, 1u << 31}},
+    {"a register", [](cpu_state *s) { memset(s->z[0], 0, row); }, {1, 1}},
+};
+
+struct wrong_table {
+    const char *what;
+    uint32_t (*table)(uint32_t word);
+};
+
+static constexpr wrong_table wrong_tables[] = {
+    {"no instruction writes", [](uint32_t) { return 0u; }},
+    {"all write", [](uint32_t word) { return native_writes(word) | 1u << (word & 31); }},
+    {"each writes the next register",
+     [](uint32_t word) { return std::rotl(native_writes(word), 1); }},
+    {"each writes one register",
+     [](uint32_t word) { return native_writes(word) & 1u << (word & 31); }},
+    {"FCMP writes",
+     [](uint32_t word) {
+         return (word & 0xff20fc07) == 0x1e202000 ? 1u << (word & 31) : native_writes(word);
+     }},
+    // Of those that don't clear the upper bytes where the processor is an emulator:
+    {"EOR3 does not write",
+     [](uint32_t word) { return (word & 0xffe08000) == 0xce000000 ? 0 : native_writes(word); }},
+    {"EOR3 writes V0 too",
+     [](uint32_t word) { return native_writes(word) | ((word & 0xffe08000) == 0xce000000); }},
+};
+
+static void check_native_table() {
+    machine_state before{}, after;
+    memset(before.emulated.z, 0x5a, sizeof before.emulated.z);
+    for (const seen_damage &damage : seen_damages) {
+        after = before;
+        damage.spoil(&after.emulated);
+        const seen_writes seen = find_writes(before, after);
+        expect(seen.cleared == damage.seen.cleared && seen.changed == damage.seen.changed,
+               "not seen as it is", damage.what);
+    }
+    expect(seen_writes{6, 7}.are(6) == false, "a change is not noticed", "of V0");
+    expect(seen_writes{4, 6}.are(6) == false, "a write is not noticed", "that clears nothing");
+    expect(seen_writes{6, 6}.are(4) == false, "a write is not noticed", "that the table has not");
+    expect(seen_writes{6, 4}.are(6), "a write is not recognised", "that changes nothing below");
+
+    native_words native{20'000, quiet_settings(nullptr).seed};
+    native.print = [](const std::string &text) { printed += text; };
+    printed.clear();
+    const native_totals right = run_native_words(native);
+    expect(right.mismatches == 0 && printed.empty(), "is reported", "the right table");
+    expect(right.writing > 0 && right.writing < right.executed, "are left out", "words");
+    for (const wrong_table &wrong : wrong_tables) {
+        native.table = wrong.table;
+        printed.clear();
+        const native_totals totals = run_native_words(native);
+        expect(totals.mismatches > 0 && was_printed("mismatch: word 0x"), "is not reported",
+               wrong.what);
+    }
+    native.table = wrong_tables[0].table;
+    expect(run_native_words(native).mismatches >= right.writing, "are not all reported",
+           wrong_tables[0].what);
+}
+
 int self_check() {
+    if constexpr (sve_vector_bytes > 16)
+        check_native_table();
+
     const uint64_t all = quiet_settings(nullptr).trials;
 
     for (const plain_word &word : plain_words) {

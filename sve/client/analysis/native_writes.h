@@ -73,16 +73,21 @@ constexpr uint32_t vector_loads(uint32_t word) {
     }
 }
 
-// Conversions and moves between floating-point and general registers.
+// Conversions and moves between floating-point and general registers, and such within vector registers, which
+// have the combinations of `rmode` that were free.
 constexpr bool is_to_vector(uint32_t rmode, uint32_t opcode) {
-    if (opcode <= 0b001) // FCVTNS, FCVTPU and so on, by their rounding mode
+    switch (opcode) {
+    case 0b000: // FCVTNS, FCVTPS, FCVTMS, FCVTZS, by `rmode`
+    case 0b001: // and FCVTNU and so on
         return false;
-    if (rmode == 0b00)            // FCVTAS, FCVTAU, FMOV are to general registers; else
-        return opcode <= 0b011 || // SCVTF, UCVTF,
-               opcode == 0b111;   // FMOV
-    if (opcode == 0b110)          // FMOV from the upper half, FJCVTZS; but
-        return rmode == 0b10;     // FCVTZS within vector registers
-    return true;                  // FMOV to the upper half; conversions within vector registers
+    case 0b100: // FCVTAS
+    case 0b101: // FCVTAU
+        return rmode != 0b00;
+    case 0b110: // FMOV, also from an upper half, and FJCVTZS
+        return rmode == 0b10;
+    default: // SCVTF, UCVTF, FMOV
+        return true;
+    }
 }
 
 constexpr bool scalar_fp_writes_vd(uint32_t word) {
@@ -91,8 +96,8 @@ constexpr bool scalar_fp_writes_vd(uint32_t word) {
     if (bits(word, 24, 24)) // FMADD and the like
         return true;
     const uint32_t rmode = bits(word, 20, 19), opcode = bits(word, 18, 16);
-    if (!bits(word, 21, 21))                       // fixed-point numbers in general registers
-        return opcode == 0b010 || opcode == 0b011; // SCVTF, UCVTF
+    if (!bits(word, 21, 21)) // fixed point: SCVTF, UCVTF, and not FCVTZS, FCVTZU
+        return opcode == 0b010 || opcode == 0b011;
     // The lowest bit that is set in bits 15:10 tells the group.
     switch (std::countr_zero(bits(word, 15, 10))) {
     case 0: // FCCMP, FCCMPE; two sources and FCSEL have the next bit, too
