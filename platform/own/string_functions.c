@@ -31,7 +31,10 @@ void *memcpy(void *restrict to, const void *restrict from, size_t size) {
 void *memmove(void *to, const void *from, size_t size) {
     uint8_t *t = to;
     const uint8_t *f = from;
-    if ((uintptr_t)t - (uintptr_t)f >= size)
+    const uintptr_t up = (uintptr_t)t - (uintptr_t)f, down = (uintptr_t)f - (uintptr_t)t;
+    if (up >= size && down >= size)
+        return memcpy(to, from, size);
+    if (up >= size)
         for (size_t i = 0; i < size; i++)
             t[i] = f[i];
     else

@@ -161,6 +161,12 @@ for words in 'foo' 'foo --' '--foo'; do
     expect_out ""
     expect_err "Usage error: Unknown option: ${words%% *}"
 done
+for word in maybe YES ''; do
+    run "$sverun" --client-arg -clear_upper_bytes --client-arg "$word" "$program" pairs 1
+    [[ $status != 0 ]] || fail "status 0"
+    expect_out ""
+    expect_err "Usage error: -clear_upper_bytes is yes or no, not '$word'"
+done
 run "$sverun" --client-arg -- --client-arg foo "$program" pairs 1
 expect_status 0
 expect_out 3

@@ -10,6 +10,10 @@ void code_stretch::load(uintptr_t start, std::span<const uint32_t> words) {
     start_ = start;
     words_.assign(words.begin(), words.end());
     properties_.assign(words.size(), 0);
+    if (effects_.size() < words.size()) {
+        effects_.resize(words.size());
+        block_of_.resize(words.size());
+    }
     blocks_.clear();
     exits_.clear();
     entries_.clear();
@@ -25,21 +29,24 @@ using groups = unsigned;
 static constexpr groups undefined_groups = 1 << 0b0000 | 1 << 0b0001 | 1 << 0b0011;
 static constexpr groups sve_group = 1 << 0b0010;
 static constexpr groups branches = 1 << 0b1010 | 1 << 0b1011;
-static constexpr groups loads_and_stores = 1 << 0b0100 | 1 << 0b0110 | 1 << 0b1100 | 1 << 0b1110;
+static constexpr groups with_literal_loads = 1 << 0b1100 | 1 << 0b1110;
 static constexpr groups vectors = 1 << 0b0110 | 1 << 0b1110 | 1 << 0b0111 | 1 << 0b1111;
 static bool is_of(groups set, uint32_t word) {
     return set >> bits(word, 28, 25) & 1;
 }
-// Those of words that may lead elsewhere or stop.
+// Those of words that may lead elsewhere or stop, and that may have an effect on upper bytes.
 static constexpr groups turns = undefined_groups | sve_group | branches;
+static constexpr groups with_effects = sve_group | vectors;
+static constexpr groups of_interest = turns | vectors | with_literal_loads;
 
 // Notes where the word at `i` leads to. Returns whether control can come to the one behind it.
 bool code_stretch::go_on_behind(size_t i) {
     const uint32_t word = words_[i];
-    if (bits(word, 28, 25) == 0b0010) {
-        const bool is_known = sve_.find(word);
-        has_sve_ |= is_known;
-        return is_known;
+    if (is_of(sve_group, word)) {
+        const vector_use *use = sve_.find(word);
+        effects_[i] = use ? effect{use->reads(word), use->writes(word), true} : effect{0, 0, false};
+        has_sve_ |= use != nullptr;
+        return use;
     }
     const auto [kind, distance] = control_of(word);
     const int64_t target = static_cast<int64_t>(i) + distance;
@@ -57,19 +64,29 @@ bool code_stretch::go_on_behind(size_t i) {
 }
 
 void code_stretch::follow(size_t from) {
+    // Bytes may be anything: without these copies the vectors would be looked up again behind each of them.
+    const uint32_t *const words = words_.data();
+    uint8_t *const properties = properties_.data();
+    const size_t size = words_.size();
     set(begins_block, from);
     to_follow_.push_back(static_cast<uint32_t>(from));
     while (!to_follow_.empty()) {
         size_t i = to_follow_.back();
         to_follow_.pop_back();
-        for (; i < words_.size() && !(properties_[i] & (reached | is_data)); i++) {
-            set(reached, i);
-            if (is_of(turns, words_[i])) {
+        for (; i < size && !(properties[i] & (reached | is_data)); i++) {
+            const uint32_t word = words[i];
+            properties[i] |= reached;
+            if (!is_of(of_interest, word))
+                continue;
+            if (is_of(turns, word)) {
                 if (!go_on_behind(i))
                     break;
-            } else if (is_of(loads_and_stores, words_[i]) && literal_of(words_[i])) {
-                literals_.push_back(static_cast<uint32_t>(i));
+                continue;
             }
+            if (is_of(vectors, word))
+                effects_[i] = {0, native_writes(word), false};
+            if (literal_of(word))
+                literals_.push_back(static_cast<uint32_t>(i));
         }
     }
 }
@@ -238,53 +255,58 @@ void code_stretch::enter_around(uintptr_t pc) {
 
 // ---- Liveness -----------------------------------------------------------------------------------
 
-code_stretch::effect code_stretch::effect_of(uint32_t word) const {
-    if (bits(word, 28, 25) != 0b0010)
-        return {0, native_writes(word), false};
-    const vector_use *use = sve_.find(word);
-    return use ? effect{use->reads(word), use->writes(word), true} : effect{0, 0, false};
-}
-
 // The block that begins at a word; null if none does.
 const code_stretch::block *code_stretch::block_at(size_t i) const {
-    const auto found = std::lower_bound(blocks_.begin(), blocks_.end(), i,
-                                        [](const block &b, size_t at) { return b.first < at; });
-    return found != blocks_.end() && found->first == i ? &*found : nullptr;
+    if (i >= words_.size() || block_of_[i] >= blocks_.size())
+        return nullptr;
+    const block &found = blocks_[block_of_[i]];
+    return found.first == i ? &found : nullptr;
 }
 
 void code_stretch::find_blocks() {
     blocks_.clear();
-    for (size_t i = 0; i < words_.size(); i++) {
+    const size_t size = words_.size();
+    const auto goes_on = [&](size_t i) {
+        return i < size && (properties_[i] & (reached | begins_block)) == reached;
+    };
+    for (size_t i = 0; i < size; i++) {
         if (!is(reached, i))
             continue;
-        block b = {static_cast<uint32_t>(i), static_cast<uint32_t>(i), flow::next, -1, -1};
+        const size_t first = i;
+        block_of_[first] = static_cast<uint32_t>(blocks_.size());
+        flow kind = flow::next;
+        int32_t target = 0;
+        uint32_t reads = 0, writes = 0, inner = 0, native = 0;
         for (;; i++) {
-            if (const uint32_t word = words_[i]; is_of(turns | vectors, word)) {
-                const auto [reads, writes, is_sve] = effect_of(word);
-                b.reads |= reads & ~b.writes;
-                b.inner |= reads;
-                b.writes |= writes;
-                if (!is_sve) {
-                    b.native |= writes;
-                    b.kind = is_of(sve_group, word) ? flow::stop : control_of(word).kind;
-                }
+            const uint32_t word = words_[i];
+            if (is_of(with_effects, word)) {
+                const effect &here = effects_[i];
+                reads |= here.reads & ~writes;
+                inner |= here.reads;
+                writes |= here.writes;
+                native |= here.is_sve ? 0 : here.writes;
+                if (!here.is_sve && is_of(sve_group, word))
+                    kind = flow::stop;
+            } else if (is_of(turns, word)) {
+                const control way = control_of(word);
+                kind = way.kind;
+                target = way.distance;
             }
-            if (b.kind != flow::next || i + 1 == words_.size() ||
-                (properties_[i + 1] & (reached | begins_block)) != reached)
+            if (!goes_on(i + 1))
                 break;
         }
-        b.last = static_cast<uint32_t>(i);
-        blocks_.push_back(b);
+        blocks_.push_back({static_cast<uint32_t>(first), static_cast<uint32_t>(i), kind, -1, target,
+                           reads, writes, inner, native, 0, 0});
     }
-    const auto number_at = [this](int64_t i) {
-        const block *found = is_inside(i) ? block_at(static_cast<size_t>(i)) : nullptr;
-        return found ? static_cast<int32_t>(found - blocks_.data()) : -1;
-    };
-    for (block &b : blocks_) {
-        if (falls_through(b.kind))
-            b.next = number_at(int64_t{b.last} + 1);
-        if (b.kind == flow::branch || b.kind == flow::jump)
-            b.target = number_at(b.last + int64_t{control_of(words_[b.last]).distance});
+    for (size_t n = 0; n < blocks_.size(); n++) {
+        block &b = blocks_[n];
+        if (falls_through(b.kind) && n + 1 < blocks_.size() && blocks_[n + 1].first == b.last + 1)
+            b.next = static_cast<int32_t>(n) + 1;
+        const bool branches = b.kind == flow::branch || b.kind == flow::jump;
+        const int64_t to = int64_t{b.last} + b.target;
+        const block *target =
+            branches && is_inside(to) ? block_at(static_cast<size_t>(to)) : nullptr;
+        b.target = target ? static_cast<int32_t>(target - blocks_.data()) : -1;
     }
 }
 
@@ -338,7 +360,9 @@ void code_stretch::add_places(std::vector<place> &places) const {
             continue;
         const size_t before = places.size();
         for (size_t i = b.last + size_t{1}; i-- > b.first;) {
-            const auto [reads, writes, is_sve] = effect_of(words_[i]);
+            if (!is_of(with_effects, words_[i]))
+                continue;
+            const auto [reads, writes, is_sve] = effects_[i];
             if (!is_sve && writes & live)
                 places.push_back({pc_of(static_cast<int64_t>(i)), writes});
             live = (live & ~writes) | reads;
@@ -373,8 +397,11 @@ uint32_t code_stretch::written_before(uintptr_t pc) const {
     do {
         again = false;
         for (size_t i = 0; i < words_.size(); i++) {
-            const auto [reads, writes, is_sve] = effect_of(words_[i]);
-            if (!before[i].met || !is(reached, i) || is_sve)
+            if (!before[i].met || !is(reached, i))
+                continue;
+            const auto [reads, writes, is_sve] =
+                is_of(with_effects, words_[i]) ? effects_[i] : effect{0, 0, false};
+            if (is_sve)
                 continue;
             const auto [kind, distance] = control_of(words_[i]);
             const int64_t here = static_cast<int64_t>(i);

@@ -151,7 +151,6 @@ private:
         uint32_t reads, writes;
         bool is_sve;
     };
-    effect effect_of(uint32_t word) const;
 
     size_t index(uintptr_t pc) const { return (pc - start_) / 4; }
     uintptr_t pc_of(int64_t i) const { return start_ + static_cast<uintptr_t>(i * 4); }
@@ -177,9 +176,11 @@ private:
     uintptr_t start_ = 0;
     std::vector<uint32_t> words_;
     std::vector<uint8_t> properties_;
-    std::vector<block> blocks_;     // ascending
-    std::vector<uint32_t> exits_;   // indices of calls, and of jumps to the outside
-    std::vector<uint32_t> entries_; // where control comes from elsewhere
+    std::vector<effect> effects_;    // of words that have been reached and may have one
+    std::vector<block> blocks_;      // ascending
+    std::vector<uint32_t> block_of_; // the number of the block that a word begins, if one does
+    std::vector<uint32_t> exits_;    // indices of calls, and of jumps to the outside
+    std::vector<uint32_t> entries_;  // where control comes from elsewhere
     std::vector<uint32_t> to_follow_;
     std::vector<uint32_t> literals_; // loads that have been reached
     bool has_sve_ = false;

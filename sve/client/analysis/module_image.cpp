@@ -62,20 +62,31 @@ const module_image::text *module_image::text_at(uintptr_t pc) const {
 
 // ---- Pointers of the tables ---------------------------------------------------------------------
 
-// Reads forward. After an error all that it returns is 0.
+// Reads forward, within one segment. After an error all that it returns is 0.
 class module_image::cursor {
 public:
-    cursor(const module_image &image, uintptr_t address) : image_(image), address_(address) {}
+    cursor(const module_image &image, uintptr_t address) : address_(address) {
+        for (const segment &s : image.readable_)
+            if (address >= s.start && address < s.end) {
+                next_ = image.bytes_ + (address - image.start_);
+                left_ = s.end - address;
+            }
+    }
 
     explicit operator bool() const { return good_; }
     uintptr_t address() const { return address_; }
 
     template <class T>
     T take() {
-        const auto value = image_.read<T>(address_);
-        good_ = good_ && value;
-        address_ += sizeof(T);
-        return good_ ? *value : T{};
+        good_ = good_ && left_ >= sizeof(T);
+        if (!good_)
+            return T{};
+        T value;
+        std::memcpy(&value, next_, sizeof value);
+        next_ += sizeof value;
+        left_ -= sizeof value;
+        address_ += sizeof value;
+        return value;
     }
     uint64_t take_leb128() {
         uint64_t value = 0;
@@ -123,8 +134,9 @@ public:
     }
 
 private:
-    const module_image &image_;
     uintptr_t address_;
+    const std::byte *next_ = nullptr;
+    size_t left_ = 0;
     bool good_ = true;
 };
 
@@ -150,15 +162,14 @@ void module_image::find_table(uintptr_t header, uintptr_t end) {
             table_size_ = 0;
 }
 
-module_image::table_entry module_image::entry(size_t i) const {
-    table_entry result;
-    std::memcpy(&result, table_ + i * sizeof result, sizeof result);
-    return result;
-}
-
-// How many functions begin at `pc` or before.
+// How many functions begin at `pc` or before. Who goes through a program asks for one not far behind the last.
 size_t module_image::entries_up_to(uintptr_t pc) const {
-    size_t low = 0, high = table_size_;
+    size_t low = counted_ > 0 && start_of(counted_ - 1) <= pc ? counted_ : 0;
+    size_t high = low;
+    for (size_t step = 1; high < table_size_ && start_of(high) <= pc; step *= 2) {
+        low = high + 1;
+        high = std::min(table_size_, high + step);
+    }
     while (low < high) {
         const size_t middle = (low + high) / 2;
         if (start_of(middle) <= pc)
@@ -166,7 +177,7 @@ size_t module_image::entries_up_to(uintptr_t pc) const {
         else
             high = middle;
     }
-    return low;
+    return counted_ = low;
 }
 
 // What the frame descriptions of functions have in common.

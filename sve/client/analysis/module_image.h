@@ -70,7 +70,11 @@ private:
         return value;
     }
     void find_table(uintptr_t header, uintptr_t end);
-    table_entry entry(size_t i) const;
+    table_entry entry(size_t i) const {
+        table_entry result;
+        std::memcpy(&result, table_ + i * sizeof result, sizeof result);
+        return result;
+    }
     uintptr_t start_of(size_t i) const {
         return table_base_ + static_cast<uintptr_t>(int64_t{entry(i).start});
     }
@@ -86,6 +90,7 @@ private:
     const std::byte *table_ = nullptr;
     size_t table_size_ = 0;                  // entries
     mutable common_information information_; // that was read last
+    mutable size_t counted_ = 0;             // by entries_up_to, the last time
 };
 
 } // namespace sve::analysis

@@ -41,24 +41,21 @@ private:
         bool has_handlers;
         bool queued = false;
         bool looked_at = false;
+        uint32_t used = 0;        // upper bytes read from its start on, before a return
         uint32_t read_behind = 0; // upper bytes that may be read behind its returns
         size_t exits = 0;         // that were found
     };
     using known_functions = std::pmr::map<uintptr_t, known_function>; // by their starts
-    // Where control leaves a function for.
-    struct point {
-        known_functions::iterator function; // that it lies in; end: none is known there
-        uint32_t used = 0;                  // from there on, before a return
-    };
     struct exit {
         uintptr_t target;
         known_functions::iterator from;
     };
 
     known_functions::iterator need_function(uintptr_t pc);
-    point &need_point(uintptr_t pc);
+    uint32_t &used_from(uintptr_t pc, known_functions::iterator function);
+    void raise(uintptr_t pc, uint32_t &known, uint32_t used);
     void queue(known_functions::iterator function);
-    void scan(const module_image::text &text);
+    void queue_functions_with_sve();
     void queue_callers();
     void look_at(known_functions::iterator function);
     std::optional<uint32_t> read_at(uintptr_t target);
@@ -68,12 +65,13 @@ private:
     mapped_memory system_;
     std::pmr::monotonic_buffer_resource memory_{1 << 20, &system_};
     known_functions functions_;
-    std::pmr::map<uintptr_t, point> points_;
+    std::pmr::map<uintptr_t, uint32_t>
+        points_; // the same of others that control comes to from elsewhere
     std::pmr::vector<exit> exits_;
     struct branch {
         uintptr_t from, target;
     };
-    std::pmr::vector<branch> branches_; // of the whole module
+    std::pmr::vector<branch> branches_; // of the whole module, once they are needed
     std::pmr::vector<known_functions::iterator> queue_;
     std::pmr::vector<uintptr_t> changed_; // points where more is used than was known
     std::vector<place> places_;
@@ -86,21 +84,26 @@ module_search::known_functions::iterator module_search::need_function(uintptr_t 
     const auto function = image_.function_at(pc);
     if (!function)
         return functions_.end();
-    return functions_
-        .emplace(function->start, known_function{function->end, function->has_handlers})
-        .first;
+    return functions_.emplace_hint(found, function->start,
+                                   known_function{function->end, function->has_handlers});
 }
 
-module_search::point &module_search::need_point(uintptr_t pc) {
-    const auto found = points_.find(pc);
-    if (found != points_.end())
-        return found->second;
-    point &added = points_.emplace(pc, point{need_function(pc)}).first->second;
+// What is known of a point that control comes to from elsewhere, and of the function that it lies in.
+uint32_t &module_search::used_from(uintptr_t pc, known_functions::iterator function) {
+    if (function->first == pc)
+        return function->second.used;
+    const auto [found, is_new] = points_.emplace(pc, 0);
     // What goes on in the middle of a function may be reached by this way alone.
-    if (added.function != functions_.end() && added.function->first != pc &&
-        added.function->second.looked_at)
-        queue(added.function);
-    return added;
+    if (is_new && function->second.looked_at)
+        queue(function);
+    return found->second;
+}
+
+void module_search::raise(uintptr_t pc, uint32_t &known, uint32_t used) {
+    if (!(used & ~known))
+        return;
+    known |= used;
+    changed_.push_back(pc);
 }
 
 void module_search::queue(known_functions::iterator function) {
@@ -109,49 +112,50 @@ void module_search::queue(known_functions::iterator function) {
     function->second.queued = true;
 }
 
-// Eight words at once: most of a program is looked at no closer. Whether one of them is of SVE's group, or a B or BL.
-constexpr size_t words_at_once = 8;
-bool holds_word_of_interest(const uint32_t *words) {
+// Whether one of some words is of a kind: most of a program is looked at no closer than by this.
+constexpr size_t words_at_once = 16;
+template <uint32_t mask, uint32_t value>
+bool holds_word(const uint32_t *words) {
     typedef uint32_t vector __attribute__((vector_size(16)));
     typedef uint64_t halves __attribute__((vector_size(16)));
-    vector pieces[2];
-    static_assert(sizeof pieces == words_at_once * sizeof *words);
+    vector pieces[words_at_once / 4];
     std::memcpy(pieces, words, sizeof pieces);
-    const auto found =
-        ((pieces[0] & 0x1e000000) == 0x04000000) | ((pieces[1] & 0x1e000000) == 0x04000000) |
-        ((pieces[0] & 0x7c000000) == 0x14000000) | ((pieces[1] & 0x7c000000) == 0x14000000);
+    const auto found = ((pieces[0] & mask) == value) | ((pieces[1] & mask) == value) |
+                       ((pieces[2] & mask) == value) | ((pieces[3] & mask) == value);
     const halves any = reinterpret_cast<halves>(found);
     return any[0] | any[1];
 }
 
-// Queues the functions that hold SVE words, and notes all direct branches that may be calls: the whole program is
-// read once.
-void module_search::scan(const module_image::text &text) {
-    const std::span<const uint32_t> words = text.words;
-    uintptr_t behind = 0; // the function or gap that was queued last
-    const auto look_at_word = [&](size_t i) __attribute__((always_inline)) {
-        const uint32_t word = words[i];
-        const uintptr_t pc = text.start + 4 * i;
-        if ((word & 0x7c000000) == 0x14000000) { // B, BL
-            const auto distance = int64_t{static_cast<int32_t>(word << 6)} >> 4;
-            branches_.push_back({pc, pc + static_cast<uintptr_t>(distance)});
-        } else if ((word & 0x1e000000) == 0x04000000 && pc >= behind) { // of SVE's group
-            behind = pc + 4;
-            if (const auto function = need_function(pc); function != functions_.end()) {
-                queue(function);
-                behind = function->second.end;
-            } else if (const auto gap = image_.gap_at(pc)) {
-                behind = gap->end;
+// Calls visit(pc, word) for words of a kind, in ascending order. It returns the address from which on it wants more.
+template <uint32_t mask, uint32_t value, class F>
+void for_each_word(const module_image &image, F &&visit) {
+    for (const module_image::text &text : image.texts()) {
+        const std::span<const uint32_t> words = text.words;
+        for (size_t i = 0; i < words.size();) {
+            const size_t end = std::min(i + words_at_once, words.size());
+            if (end == i + words_at_once && !holds_word<mask, value>(&words[i])) {
+                i = end;
+                continue;
             }
+            while (i < end)
+                if ((words[i] & mask) == value)
+                    i = (visit(text.start + 4 * i, words[i]) - text.start) / 4;
+                else
+                    i++;
         }
-    };
-    size_t i = 0;
-    for (; i + words_at_once <= words.size(); i += words_at_once)
-        if (holds_word_of_interest(&words[i]))
-            for (size_t k = 0; k < words_at_once; k++)
-                look_at_word(i + k);
-    for (; i < words.size(); i++)
-        look_at_word(i);
+    }
+}
+
+void module_search::queue_functions_with_sve() {
+    for_each_word<0x1e000000, 0x04000000>(image_, [&](uintptr_t pc, uint32_t) {
+        const auto function = need_function(pc);
+        if (function != functions_.end()) {
+            queue(function);
+            return function->second.end;
+        }
+        const auto gap = image_.gap_at(pc);
+        return gap ? gap->end : pc + 4;
+    });
 }
 
 // Functions that have not been looked at yet and branch to a point that has changed.
@@ -162,6 +166,12 @@ void module_search::queue_callers() {
     const auto bit_of = [](uintptr_t pc) { return uint64_t{1} << (pc >> 2 & 63); };
     for (const uintptr_t pc : changed_)
         sieve[word_of(pc)] |= bit_of(pc);
+    if (branches_.empty())
+        for_each_word<0x7c000000, 0x14000000>(image_, [&](uintptr_t pc, uint32_t word) { // B, BL
+            const auto distance = int64_t{control_of(word).distance} * 4;
+            branches_.push_back({pc, pc + static_cast<uintptr_t>(distance)});
+            return pc + 4;
+        });
     for (const auto &[from, target] : branches_)
         if (sieve[word_of(target)] & bit_of(target) &&
             std::binary_search(changed_.begin(), changed_.end(), target))
@@ -171,10 +181,10 @@ void module_search::queue_callers() {
 }
 
 std::optional<uint32_t> module_search::read_at(uintptr_t target) {
-    const point &there = need_point(target);
-    if (there.function == functions_.end())
+    const auto function = need_function(target);
+    if (function == functions_.end())
         return std::nullopt;
-    return there.used;
+    return used_from(target, function);
 }
 
 void module_search::look_at(known_functions::iterator function) {
@@ -183,7 +193,8 @@ void module_search::look_at(known_functions::iterator function) {
     const module_image::text &text = *image_.text_at(start);
     stretch_.load(start, text.words.subspan((start - text.start) / 4, (known.end - start) / 4));
     stretch_.enter(start);
-    for (auto p = points_.lower_bound(start); p != points_.end() && p->first < known.end; ++p)
+    const auto first = points_.lower_bound(start), last = points_.lower_bound(known.end);
+    for (auto p = first; p != last; ++p)
         stretch_.enter(p->first);
     stretch_.enter_gaps(known.has_handlers);
     known.looked_at = true;
@@ -193,40 +204,33 @@ void module_search::look_at(known_functions::iterator function) {
                         passed_registers});
     stretch_.add_places(places_);
 
-    need_point(start);
-    for (auto p = points_.lower_bound(start); p != points_.end() && p->first < known.end; ++p)
-        if (stretch_.is_reached(p->first) && stretch_.used_at(p->first) & ~p->second.used) {
-            p->second.used |= stretch_.used_at(p->first);
-            changed_.push_back(p->first);
-        }
+    raise(start, known.used, stretch_.used_at(start));
+    for (auto p = first; p != last; ++p)
+        raise(p->first, p->second, stretch_.used_at(p->first));
 
     const size_t known_exits = std::exchange(known.exits, stretch_.exits());
     stretch_.for_each_exit([&](const code_stretch::exit &e) {
-        const point &there = need_point(e.target);
         if (known.exits != known_exits)
             exits_.push_back({e.target, function});
         // What is read behind this call, or behind this function if it ends by the jump, may be its result.
         const uint32_t read = e.call ? e.live_behind : known.read_behind;
-        if (there.function == functions_.end())
+        const auto there = need_function(e.target);
+        if (there == functions_.end() || !(read & ~there->second.read_behind))
             return;
-        uint32_t &read_behind = there.function->second.read_behind;
-        if (read & ~read_behind) {
-            read_behind |= read;
-            queue(there.function);
-        }
+        there->second.read_behind |= read;
+        queue(there);
     });
 }
 
 std::vector<place> module_search::run() {
-    for (const module_image::text &text : image_.texts())
-        scan(text);
+    queue_functions_with_sve();
     while (!queue_.empty()) {
-        while (!queue_.empty()) {
-            const auto function = queue_.back();
-            queue_.pop_back();
-            function->second.queued = false;
-            look_at(function);
+        // In the order of addresses, at first: what is found then needs no sorting.
+        for (size_t next = 0; next < queue_.size(); next++) {
+            queue_[next]->second.queued = false;
+            look_at(queue_[next]);
         }
+        queue_.clear();
         if (changed_.empty())
             break;
         std::sort(changed_.begin(), changed_.end());
@@ -237,7 +241,8 @@ std::vector<place> module_search::run() {
         changed_.clear();
     }
     const auto by_address = [](const place &a, const place &b) { return a.pc < b.pc; };
-    std::sort(places_.begin(), places_.end(), by_address);
+    if (!std::is_sorted(places_.begin(), places_.end(), by_address))
+        std::sort(places_.begin(), places_.end(), by_address);
     places_.erase(std::unique(places_.begin(), places_.end()), places_.end());
     return std::move(places_);
 }
