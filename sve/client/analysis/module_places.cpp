@@ -11,8 +11,8 @@ namespace sve::analysis {
 
 namespace {
 
-// What is only needed meanwhile comes from the system and goes back there: it is much for a large program, and a
-// client's own heap keeps what it has given.
+// What is only needed meanwhile comes from the system and goes back there: it is much for a large program, in small
+// pieces.
 class mapped_memory : public std::pmr::memory_resource {
     void *do_allocate(size_t bytes, size_t) override {
         void *memory =
