@@ -99,13 +99,19 @@ bool dr_insert_set_stolen_reg_value(void *, instrlist_t *list, instr_t *where, r
 bool drmgr_insert_read_tls_field(void *drcontext, int index, instrlist_t *list, instr_t *where,
                                  reg_id_t reg) {
     const unsigned loaded = x_number(reg);
-    insert_area_base(list, where, loaded);
+    const unsigned base = borrowed_for(loaded);
     const unsigned offset =
         area_offset(&static_cast<dr_thread_area_t *>(drcontext)->tls_field[index]);
+    if (instr_t *end = end_of_loan(where, base)) {
+        insert_words(list, end, {a64::ldr(loaded, base, offset)});
+    } else {
+        insert_area_base(list, where, loaded);
+        insert_words(list, where, {a64::ldr(loaded, loaded, offset)});
+    }
     // A thread without state traps, gets it, and finds the field in the register.
-    insert_words(list, where,
-                 {a64::ldr(loaded, loaded, offset), a64::cbnz(loaded, 8),
-                  trap_for_thread_state(loaded, static_cast<unsigned>(index))});
+    insert_words(
+        list, where,
+        {a64::cbnz(loaded, 8), trap_for_thread_state(loaded, static_cast<unsigned>(index))});
     return true;
 }
 

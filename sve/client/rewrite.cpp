@@ -173,15 +173,18 @@ void replace_native_write(void *drcontext, instrlist_t *bb, instr_t *instr, uint
     code.repeat_replaced();
     dr_save_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_1);
     drmgr_insert_read_tls_field(drcontext, tls_idx, bb, instr, DR_REG_X27);
-    size_t reached = 0; // in the state, by X27
+    constexpr size_t longest_offset = 504; // of a pair
+    size_t reached = 0;                    // in the state, by X27
     for (unsigned i = 0; i < 32; i++) {
         if (!(written >> i & 1))
             continue;
-        const size_t upper_bytes = z_offset(i) + sve_chunk_bytes;
-        code.advance(DR_REG_X27, upper_bytes - reached);
-        reached = upper_bytes;
-        for (size_t at = 0; at < sve_vector_bytes - sve_chunk_bytes; at += sve_chunk_bytes)
-            code.store_pair(DR_REG_XZR, DR_REG_XZR, at);
+        const size_t upper_bytes = z_offset(i) + sve_chunk_bytes, end = z_offset(i + 1);
+        if (end - reached > longest_offset) {
+            code.advance(DR_REG_X27, upper_bytes - reached);
+            reached = upper_bytes;
+        }
+        for (size_t at = upper_bytes; at < end; at += sve_chunk_bytes)
+            code.store_pair(DR_REG_XZR, DR_REG_XZR, at - reached);
     }
     dr_restore_reg(drcontext, bb, instr, DR_REG_X27, SPILL_SLOT_1);
 

@@ -1,5 +1,6 @@
 // Code that is written, run, overwritten and run again at the same place, many times, while
-// another thread emulates; sometimes with the same instruction, sometimes with another.
+// another thread emulates; sometimes with the same instruction, sometimes with another. In its middle is
+// a native write, which clears the rest of a Z register.
 #include "emulated_work.h"
 
 #include <thread>
@@ -21,16 +22,22 @@ int main() {
     for (uint32_t i = 0; i < 60; i++) {
         const uint32_t added = i / 3 % 100; // each three times
         mprotect(code, page, PROT_READ | PROT_WRITE);
-        code[0] = 0x1e270000;              // fmov s0, w0
-        code[1] = 0x25a0c000 | added << 5; // add z0.s, z0.s, #added
-        code[2] = i % 2 ? 0x25a0c020       // add z0.s, z0.s, #1
+        code[0] = 0x2538caa0;              // mov z0.b, #85
+        code[1] = 0x2598e3e0;              // ptrue p0.s
+        code[2] = i / 6 % 2 ? 0x1e270000   // fmov s0, w0
+                            : 0x0e040c00;  // dup v0.2s, w0
+        code[3] = 0x25a0c000 | added << 5; // add z0.s, z0.s, #added
+        code[4] = i % 2 ? 0x25a0c020       // add z0.s, z0.s, #1
                         : 0x25a1c020;      // sub z0.s, z0.s, #1
-        code[3] = 0x1e260000;              // fmov w0, s0
-        code[4] = 0xd65f03c0;              // ret
+        code[5] = 0x05a1a001;              // lastb w1, p0, z0.s
+        code[6] = 0x1e260000;              // fmov w0, s0
+        code[7] = 0x0b010000;              // add w0, w0, w1
+        code[8] = 0xd65f03c0;              // ret
         mprotect(code, page, PROT_READ | PROT_EXEC);
-        __builtin___clear_cache(reinterpret_cast<char *>(code), reinterpret_cast<char *>(code + 5));
+        __builtin___clear_cache(reinterpret_cast<char *>(code), reinterpret_cast<char *>(code + 9));
+        const uint32_t last = added + (i % 2 ? 1 : -1u);
         for (uint32_t time = 0; time < 2; time++)
-            EXPECT(run(1000 + time) == 1000 + time + added + (i % 2 ? 1 : -1u));
+            EXPECT(run(1000 + time) == 1000 + time + last + last);
         if (i == 12)
             before = mapped_kilobytes();
     }
