@@ -98,7 +98,7 @@ DR_API module_data_t *dr_lookup_code_module(const byte *pc);
 DR_API void dr_free_module_data(module_data_t *data);
 
 // The mapping that holds an address: where it starts, how long it is, and, on this platform, nothing of its
-// protection. False if none does. Each pointer may be NULL.
+// protection. False if none does. Each pointer may be NULL. In a block event.
 DR_API bool dr_query_memory(const byte *pc, byte **base_pc, size_t *size, uint *prot);
 
 // ---- Threads -----------------------------------------------------------------------------------

@@ -198,36 +198,46 @@ module_data_t *dr_get_main_module() {
     return record ? copy(*record) : nullptr;
 }
 
+// A client's look-up of a module.
+struct lookup {
+    const byte *pc; // null: none has been made
+    bool found;
+    module_record record;
+    char path[PATH_MAX];
+};
+
+// The last one of the thread that handles a block: clients ask for its module several times, and each answer
+// reads the process's map.
+static lookup remembered_lookup;
+static const void *remembering_thread; // its area
+
+void platform::remember_lookups(bool remember) {
+    remembered_lookup.pc = nullptr;
+    __atomic_store_n(&remembering_thread, remember ? &dr_thread_area : nullptr, __ATOMIC_RELEASE);
+}
+
+static module_data_t *look_up(const byte *pc, bool also_libraries) {
+    lookup own = {};
+    const bool remembers =
+        __atomic_load_n(&remembering_thread, __ATOMIC_ACQUIRE) == &dr_thread_area;
+    lookup &answer = remembers ? remembered_lookup : own;
+    if (answer.pc != pc || !remembers) {
+        answer.record = {};
+        answer.found = find_module(reinterpret_cast<uintptr_t>(pc), answer.record, answer.path);
+        answer.pc = pc;
+    }
+    const bool is_one = answer.found && (also_libraries || !libraries_emulated ||
+                                         !is_program_library(answer.record));
+    return is_one ? copy(answer.record) : nullptr;
+}
+
 // A client leaves the code of modules other than the main one alone. So libraries that are to be emulated are no
 // modules to it.
 module_data_t *dr_lookup_module(byte *pc) {
-    char path[PATH_MAX] = "";
-    module_record record = {};
-    if (!find_module(reinterpret_cast<uintptr_t>(pc), record, path) ||
-        (libraries_emulated && is_program_library(record)))
-        return nullptr;
-    return copy(record);
+    return look_up(pc, false);
 }
-
 module_data_t *dr_lookup_code_module(const byte *pc) {
-    char path[PATH_MAX] = "";
-    module_record record = {};
-    return find_module(reinterpret_cast<uintptr_t>(pc), record, path) ? copy(record) : nullptr;
-}
-
-bool dr_query_memory(const byte *pc, byte **base_pc, size_t *size, uint *) {
-    mapping around = {};
-    const bool found = for_each_mapping([&](const mapping &m) {
-        around = m;
-        return !m.contains(reinterpret_cast<uintptr_t>(pc));
-    });
-    if (!found || !around.contains(reinterpret_cast<uintptr_t>(pc)))
-        return false;
-    if (base_pc)
-        *base_pc = reinterpret_cast<byte *>(around.start);
-    if (size)
-        *size = around.end - around.start;
-    return true;
+    return look_up(pc, true);
 }
 
 void dr_free_module_data(module_data_t *data) {

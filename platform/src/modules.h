@@ -28,6 +28,10 @@ bool find_module(uintptr_t address, module_record &record, char *path);
 void emulate_libraries();
 bool libraries_are_emulated();
 
+// From now on, or no longer, the answer to a client's last look-up of a module is kept for the next one. Under the patch
+// lock; not kept where the program may load libraries meanwhile.
+void remember_lookups(bool remember);
+
 // `code` belongs to the platform or the client. Once for each.
 void note_own_module(const void *code);
 

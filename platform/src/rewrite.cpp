@@ -313,7 +313,10 @@ int protection_of(const mapping &text, uintptr_t pc) {
 
 // ---- Blocks that clients ask for ----------------------------------------------------------------
 
-// By dr_translate_also, in the event of the block that is being handled.
+// Around the block that is being handled.
+mapping handled_mapping;
+
+// By dr_translate_also, in the event of that block.
 struct {
     const app_pc *pcs;
     size_t count;
@@ -339,7 +342,9 @@ void translate_run(const app_pc *first, const app_pc *last, const mapping &aroun
 void translate_what_is_asked_for() {
     const app_pc *const end = asked_for.pcs + asked_for.count;
     for (const app_pc *last, *first = asked_for.pcs; first != end; first = last) {
-        const mapping around = mapping_of(reinterpret_cast<uintptr_t>(*first));
+        const auto start = reinterpret_cast<uintptr_t>(*first);
+        const mapping around =
+            handled_mapping.contains(start) ? handled_mapping : mapping_of(start);
         last = first + 1;
         while (last != end && around.contains(reinterpret_cast<uintptr_t>(*last)))
             last++;
@@ -370,11 +375,13 @@ uintptr_t handle_trapped_instruction(uintptr_t pc) {
     };
     uintptr_t go_on = stand_in();
     if (!go_on) {
-        const mapping around = mapping_of(pc);
-        instrlist_t list = make_block(pc, around.end);
+        handled_mapping = mapping_of(pc);
+        remember_lookups(true);
+        instrlist_t list = make_block(pc, handled_mapping.end);
         raise_block(&dr_thread_area, &list);
-        write_block(list, protection_of(around, pc));
+        write_block(list, protection_of(handled_mapping, pc));
         translate_what_is_asked_for();
+        remember_lookups(false);
         go_on = stand_in();
     }
     pthread_mutex_unlock(&patch_lock);
@@ -406,6 +413,19 @@ bool dr_translate_also(const app_pc *pcs, size_t count) {
 bool dr_is_translated(const byte *pc) {
     const auto address = reinterpret_cast<uintptr_t>(pc);
     return read_word(address) != application_word(address);
+}
+
+bool dr_query_memory(const byte *pc, byte **base_pc, size_t *size, uint *) {
+    const auto address = reinterpret_cast<uintptr_t>(pc);
+    const mapping around =
+        handled_mapping.contains(address) ? handled_mapping : mapping_of(address);
+    if (!around.contains(address))
+        return false;
+    if (base_pc)
+        *base_pc = reinterpret_cast<byte *>(around.start);
+    if (size)
+        *size = around.end - around.start;
+    return true;
 }
 
 uint dr_application_word(const byte *pc) {

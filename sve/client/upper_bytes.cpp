@@ -36,7 +36,8 @@ public:
 private:
     known_module *know_module(uintptr_t pc, bool &is_new);
     void load_words(uintptr_t start, uintptr_t end);
-    bool load_around(uintptr_t pc, const std::optional<module_image> &image);
+    bool load_function_at(uintptr_t pc, const std::optional<module_image> &image);
+    void load_around(uintptr_t pc, const std::optional<module_image> &image);
     bool ask_for(const std::vector<place> &places);
 
     const sve_words sve_;
@@ -104,30 +105,44 @@ void program_places::load_words(uintptr_t start, uintptr_t end) {
         words_[i] = dr_application_word(pointer(start + 4 * i));
 }
 
-// Loads the function that `pc` lies in, or what is around it. Returns whether `pc` has been reached, and is known.
-bool program_places::load_around(uintptr_t pc, const std::optional<module_image> &image) {
-    constexpr uintptr_t window = 16 << 10; // to each side
-    uintptr_t start = pc - window, end = pc + window;
-    if (image) {
-        if (const auto function = image->function_at(pc)) {
-            load_words(function->start, function->end);
-            load_function(stretch_, *function, words_);
-            return stretch_.is_reached(pc);
-        }
-        if (const auto gap = image->gap_at(pc)) {
-            start = std::max(start, gap->start);
-            end = std::min(end, gap->end);
-        }
+// Loads the function that `pc` lies in and follows it. False if none does.
+bool program_places::load_function_at(uintptr_t pc, const std::optional<module_image> &image) {
+    const auto function = image ? image->function_at(pc) : std::nullopt;
+    if (!function)
+        return false;
+    load_words(function->start, function->end);
+    load_function(stretch_, *function, words_);
+    return true;
+}
+
+// Loads what is around an instruction that lies in no function, and follows it from there: as much as it takes, up to
+// a limit.
+void program_places::load_around(uintptr_t pc, const std::optional<module_image> &image) {
+    constexpr uintptr_t narrow = 1 << 10, wide = 16 << 10; // to each side
+    uintptr_t low = 0, high = ~uintptr_t{0};
+    if (const auto gap = image ? image->gap_at(pc) : std::nullopt) {
+        low = gap->start;
+        high = gap->end;
     }
     byte *mapping;
     size_t size;
-    if (!dr_query_memory(pointer(pc), &mapping, &size, nullptr))
-        return true;
-    start = std::max(start, reinterpret_cast<uintptr_t>(mapping));
-    end = std::min(end, reinterpret_cast<uintptr_t>(mapping + size));
-    load_words(start, end);
-    stretch_.load(start, words_);
-    return false;
+    if (dr_query_memory(pointer(pc), &mapping, &size, nullptr)) {
+        low = std::max(low, reinterpret_cast<uintptr_t>(mapping));
+        high = std::min(high, reinterpret_cast<uintptr_t>(mapping) + size);
+    } else {
+        low = pc;
+        high = pc + 4;
+    }
+    for (uintptr_t window = narrow; window <= wide; window *= 4) {
+        const uintptr_t start = pc - std::min(window, pc - low);
+        const uintptr_t end = pc + std::min(window, high - pc);
+        load_words(start, end);
+        stretch_.load(start, words_);
+        stretch_.enter_around(pc);
+        if ((start == low && end == high) || !stretch_.goes_beyond(wide))
+            break;
+    }
+    stretch_.find_live({});
 }
 
 // Returns whether code may have run that no event got.
@@ -157,10 +172,17 @@ void program_places::find(void *drcontext, uintptr_t pc) {
     std::optional<module_image> image;
     if (module)
         image.emplace(image_of(module->start, module->end));
-    const bool is_known = load_around(pc, image);
+    bool is_known = false;
+    if (load_function_at(pc, image)) {
+        is_known = stretch_.is_reached(pc);
+        if (!is_known) {
+            stretch_.enter_around(pc);
+            stretch_.find_live({});
+        }
+    } else {
+        load_around(pc, image);
+    }
     if (!is_known) {
-        stretch_.enter_around(pc);
-        stretch_.find_live({});
         std::vector<place> around;
         stretch_.add_places(around);
         if (module)
@@ -183,9 +205,9 @@ uint32_t program_places::written_at(uintptr_t pc) const {
     return found ? found->written : 0;
 }
 
-// Made when first needed.
+// Made when first needed, and never destroyed: a thread may still be in here when the process ends.
 program_places &places() {
-    static program_places program;
+    static program_places &program = *new program_places;
     return program;
 }
 sve::short_mutex places_mutex; // where platforms raise several block events at once

@@ -253,6 +253,21 @@ void code_stretch::enter_around(uintptr_t pc) {
         enter(pc_of(static_cast<int64_t>(i)));
 }
 
+bool code_stretch::goes_beyond(uintptr_t distance) const {
+    if (words_.empty())
+        return false;
+    const size_t last = words_.size() - 1;
+    if (is(reached, 0) || (is(reached, last) && falls_through(control_of(words_[last]).kind)))
+        return true;
+    for (const uint32_t i : exits_) {
+        const control way = control_of(words_[i]);
+        const uintptr_t to = pc_of(i + int64_t{way.distance});
+        if (way.kind != flow::call && to >= start() - distance && to < end() + distance)
+            return true;
+    }
+    return false;
+}
+
 // ---- Liveness -----------------------------------------------------------------------------------
 
 // The block that begins at a word; null if none does.

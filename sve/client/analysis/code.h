@@ -79,6 +79,9 @@ public:
     // what has been reached are taken for such.
     void enter_around(uintptr_t pc);
 
+    // Whether control goes on, or comes from, just outside: not far, and not by a call.
+    bool goes_beyond(uintptr_t distance) const;
+
     bool is_reached(uintptr_t pc) const { return contains(pc) && is(reached, index(pc)); }
     bool has_sve() const { return has_sve_; } // among what is reached
 
