@@ -223,7 +223,8 @@ DR_API bool dr_fragment_is_asked_for(void *tag);
 // The program's own word at an address, whatever this platform has put there. In a block event.
 DR_API uint dr_application_word(const byte *pc);
 // Whether what stands for an instruction that was replaced is still in place. It isn't where the
-// program has put other code there meanwhile. In a block event.
+// program has put other code there meanwhile; where nothing can be put into text, nothing is out of
+// place. In a block event.
 DR_API bool dr_is_translated(const byte *pc);
 
 // The application instructions of a block, in order; NULL at the end.

@@ -233,13 +233,15 @@ a64::word_t choose_text(const site &at, bool is_writable) {
                : trap_to_trampoline;
 }
 
+// An instruction that doesn't trap could not be replaced. Others won't be, either.
+bool native_is_kept;
+
 void say_native_is_kept(uintptr_t pc) {
-    static bool said;
-    if (!said)
+    if (!native_is_kept)
         say("the text at %p can't be written: results may differ where native instructions write "
             "vector registers",
             reinterpret_cast<void *>(pc));
-    said = true;
+    native_is_kept = true;
 }
 
 // Puts the instructions [first, last) in the place of the one that they stand for: the trampoline
@@ -412,7 +414,7 @@ bool dr_translate_also(const app_pc *pcs, size_t count) {
 
 bool dr_is_translated(const byte *pc) {
     const auto address = reinterpret_cast<uintptr_t>(pc);
-    return read_word(address) != application_word(address);
+    return native_is_kept || read_word(address) != application_word(address);
 }
 
 bool dr_query_memory(const byte *pc, byte **base_pc, size_t *size, uint *) {

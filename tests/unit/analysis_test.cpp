@@ -208,7 +208,10 @@ TEST(Reach, AroundAnInstruction) {
     EXPECT_THAT(places_around({ret, nop, read_z(8), write_v(8), cbz_x0(-2), ret}, 2),
                 ElementsAre(3));
     // Not through what is no instruction, nor from behind it.
-    EXPECT_THAT(places_around({ret, 0, write_v(8), nop, read_z(8), ret}, 4), IsEmpty());
+    EXPECT_THAT(places_around({ret, 0, 0, write_v(8), nop, read_z(8), ret}, 5), IsEmpty());
+    // But behind what fills up to an aligned address.
+    EXPECT_THAT(places_around({ret, 0, write_v(8), nop, read_z(8), ret}, 4), ElementsAre(2));
+    EXPECT_THAT(places_around({ret, 3, write_v(8), nop, read_z(8), ret}, 4), IsEmpty());
     EXPECT_THAT(places_around({ret, write_v(8), 0, nop, read_z(8), ret}, 4), IsEmpty());
     // Not through what is loaded.
     EXPECT_THAT(places_around({ret, write_v(8), read_z(8), load_literal(9, -2), ret}, 2),

@@ -208,6 +208,10 @@ void code_stretch::enter_around(uintptr_t pc) {
                              static_cast<uint32_t>(i)});
 
     const auto is_code = [&](size_t i) { return !data[i] && looks_like_code(i); };
+    // Linkers fill up with zeros to where the next piece is aligned, to eight bytes or more.
+    const auto is_padding = [&](size_t i) {
+        return words_[i] == 0 && !data[i] && (start_ + 4 * (i + 1)) % 8 == 0;
+    };
     for (bool more = true; more;) {
         more = false;
         for (const auto &[to, from] : jumps)
@@ -225,7 +229,7 @@ void code_stretch::enter_around(uintptr_t pc) {
                    falls_through(control_of(words_[first - 1]).kind))
                 first--;
             const bool begins =
-                first == 0 || is(reached, first - 1) ||
+                first == 0 || is(reached, first - 1) || is_padding(first - 1) ||
                 (is_code(first - 1) && !falls_through(control_of(words_[first - 1]).kind));
             if (first == i || !begins)
                 continue;
