@@ -42,8 +42,8 @@ install(CODE "if(CMAKE_INSTALL_DO_STRIP)
         endforeach()
     endif()" ${for_embedders})
 # The headers that those of the interface, sve_utils.h and signals.h, include.
-foreach(header bits cpu_state decode_maps export handler handler_row mapped_arena short_mutex signals
-               sve_utils vector_length vector_use)
+foreach(header bits cpu_state decode_maps export handler handler_row mapped_arena page_size short_mutex
+               signals sve_utils vector_length vector_use)
     install(FILES sve/core/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/core ${for_embedders})
 endforeach()
 install(FILES sve/fplib/fplib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/fplib ${for_embedders})

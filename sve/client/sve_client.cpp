@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <pthread.h>
+#include <string>
 
 #ifdef dr_register_exit_event // later releases give the name to drmgr
 #undef dr_register_exit_event

@@ -32,7 +32,8 @@ struct alignas(16) VecT {
 // One predicate by value: bit i % 64 of word i / 64 belongs to vector byte i. Bits at and above the
 // vector length are 0.
 struct PredV {
-    uint64_t word[4];
+    static constexpr unsigned words = 4;
+    uint64_t word[words];
 
     bool test(unsigned bit) const { return word[bit / 64] >> bit % 64 & 1; }
     void set(unsigned bit, bool value) {

@@ -14,8 +14,7 @@
 #include "sve/core/export.h"
 #include "sve/core/predicate_bits.h"
 
-#include <algorithm>
-#include <type_traits>
+#include <cstdint>
 
 namespace sve {
 
@@ -55,7 +54,8 @@ template <class T, class F>
     const unsigned count = element_count<T>(context);
     for (unsigned e = 0; e < count;) {
         uint64_t active = pg.word[e / in_word];
-        for (const unsigned end = std::min(count, e + in_word); e < end; e++, active >>= sizeof(T))
+        const unsigned end = count < e + in_word ? count : e + in_word;
+        for (; e < end; e++, active >>= sizeof(T))
             f(e, (active & 1) != 0);
     }
 }

@@ -10,8 +10,8 @@
 #include "sve/core/cpu_state.h"
 #include "sve/core/immediates.h"
 
-#include <array>
 #include <bit>
+#include <cstdint>
 
 namespace sve {
 
@@ -26,8 +26,11 @@ inline constexpr unsigned M = sve_pred_merging, Z = sve_pred_zeroing, plain = sv
 // one by one.
 template <class Record>
 constexpr Record make_record(uint32_t num, uint32_t size, uint32_t dst_size, uint32_t src_size) {
+    struct halves {
+        uint64_t low, high;
+    };
     return std::bit_cast<Record>(
-        std::array{num | uint64_t{size} << 32, dst_size | uint64_t{src_size} << 32});
+        halves{num | uint64_t{size} << 32, dst_size | uint64_t{src_size} << 32});
 }
 
 // An operand that is only read or only written.

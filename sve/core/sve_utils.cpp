@@ -1,32 +1,9 @@
 #include "sve/core/sve_utils.h"
 
+#include "sve/core/decode_keys.h"
+#include "sve/core/families.h"
 #include "sve/core/host_fp.h"
 #include "sve/core/row_index.h"
-#include "sve/fp/arithmetic.h"
-#include "sve/fp/compares.h"
-#include "sve/fp/conversions.h"
-#include "sve/fp/estimates.h"
-#include "sve/fp/multiply_add.h"
-#include "sve/fp/reductions.h"
-#include "sve/integer/arithmetic.h"
-#include "sve/integer/logic.h"
-#include "sve/integer/reductions.h"
-#include "sve/integer/saturating.h"
-#include "sve/integer/shifts.h"
-#include "sve/memory/contiguous.h"
-#include "sve/memory/first_fault.h"
-#include "sve/memory/gathers.h"
-#include "sve/memory/structures.h"
-#include "sve/permute/broadcast.h"
-#include "sve/permute/extraction.h"
-#include "sve/permute/reorder.h"
-#include "sve/predicate/breaks.h"
-#include "sve/predicate/compares.h"
-#include "sve/predicate/counts.h"
-#include "sve/predicate/generation.h"
-#include "sve/predicate/index.h"
-#include "sve/predicate/logic.h"
-#include "sve/predicate/permutes.h"
 
 #include <array>
 #include <cstdio>
@@ -47,33 +24,10 @@ decltype(icounts) icounts;
 
 int page_size = static_cast<int>(sysconf(_SC_PAGESIZE));
 
-// The instruction families. Nothing else in the core knows that they exist.
 static constexpr handler_family families[] = {
-    {"integer arithmetic", integer_arithmetic_rows},
-    {"integer logic", integer_logic_rows},
-    {"integer reductions", integer_reduction_rows},
-    {"saturating arithmetic", integer_saturating_rows},
-    {"shifts", integer_shift_rows},
-    {"predicate logic", predicate_logic_rows},
-    {"integer compares", integer_compare_rows},
-    {"element counts", element_count_rows},
-    {"index vectors", index_rows},
-    {"predicate generation", predicate_generation_rows},
-    {"predicate breaks", predicate_break_rows},
-    {"predicate permutes", predicate_permute_rows},
-    {"broadcasts", broadcast_rows},
-    {"reordering", reorder_rows},
-    {"extraction", extraction_rows},
-    {"contiguous loads and stores", contiguous_rows},
-    {"structure loads and stores", structure_rows},
-    {"gathers, scatters, prefetches", gather_rows},
-    {"first-fault and non-fault loads", first_fault_rows},
-    {"floating-point arithmetic", fp_arithmetic_rows},
-    {"floating-point compares", fp_compare_rows},
-    {"floating-point reductions", fp_reduction_rows},
-    {"conversions", fp_conversion_rows},
-    {"fused multiply-add", multiply_add_rows},
-    {"estimates", estimate_rows},
+#define FAMILY(name, rows) {name, rows},
+    SVE_FAMILIES(FAMILY)
+#undef FAMILY
 };
 
 std::span<const handler_family> sve::handler_families() {

@@ -7,11 +7,13 @@
 #include "sve/core/handler.h"
 #include "sve/core/handler_row.h"
 #include "sve/core/mapped_arena.h"
+#include "sve/core/page_size.h"
 #include "sve/core/short_mutex.h"
 
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <span>
 #include <utility>
 
 // The handler of an instruction word, or null if the word is none of the SVE instructions known
@@ -58,9 +60,6 @@ extern std::map<
     sve::mapped_allocator<std::pair<unsigned int *const, icount_row>, sve::icounts_memory>>
     icounts;
 SVE_EXPORT extern sve::short_mutex icounts_mutex; // guards icounts
-
-// Bytes of a page of memory, a power of two.
-extern int page_size;
 
 namespace sve {
 

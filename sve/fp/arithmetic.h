@@ -9,12 +9,7 @@
 // single and double; reference functions have the floating-point library. No condition flag changes.
 
 #include "sve/core/cpu_state.h"
-#include "sve/core/handler_row.h"
 #include "sve/fp/fp_elements.h"
-
-namespace sve {
-extern const handler_rows fp_arithmetic_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //
@@ -30,8 +25,9 @@ extern const handler_rows fp_arithmetic_rows;
 // Zdn = Zdn op Zm, or Zdn op one of two constants; Zd = Zn op Zm
 PREDICATED(fadd)
 IMMEDIATE(fadd)
-UNPREDICATED(fadd) PREDICATED(fsub) IMMEDIATE(fsub) UNPREDICATED(fsub) PREDICATED(fmul)
-    IMMEDIATE(fmul) UNPREDICATED(fmul)
+UNPREDICATED(fadd)
+PREDICATED(fsub) IMMEDIATE(fsub) UNPREDICATED(fsub) PREDICATED(fmul) IMMEDIATE(fmul)
+    UNPREDICATED(fmul)
     // The operands change places: Zm - Zdn, Zm / Zdn
     PREDICATED(fsubr) IMMEDIATE(fsubr) PREDICATED(fdivr) PREDICATED(fdiv) PREDICATED(fmax)
         PREDICATED(fmaxnm) PREDICATED(fminnm)

@@ -8,12 +8,7 @@
 // are invalid for signalling NaNs only, the others for any NaN. No condition flag changes.
 
 #include "sve/core/cpu_state.h"
-#include "sve/core/handler_row.h"
 #include "sve/fp/fp_elements.h"
-
-namespace sve {
-extern const handler_rows fp_compare_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //

@@ -7,12 +7,7 @@
 // format and flushes no half. No condition flag changes.
 
 #include "sve/core/cpu_state.h"
-#include "sve/core/handler_row.h"
 #include "sve/fp/fp_elements.h"
-
-namespace sve {
-extern const handler_rows fp_conversion_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //

@@ -8,12 +8,7 @@
 // architecture defines. No condition flag changes.
 
 #include "sve/core/cpu_state.h"
-#include "sve/core/handler_row.h"
 #include "sve/fp/fp_elements.h"
-
-namespace sve {
-extern const handler_rows estimate_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //

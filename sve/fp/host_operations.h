@@ -11,6 +11,9 @@
 #include "sve/core/host_fp.h"
 #include "sve/fp/fp_elements.h"
 
+#include <cstdint>
+#include <type_traits>
+
 namespace sve {
 
 #if defined(__aarch64__)

@@ -8,12 +8,7 @@
 // Results and cumulative flags are those of the application's FPCR. No condition flag changes.
 
 #include "sve/core/cpu_state.h"
-#include "sve/core/handler_row.h"
 #include "sve/fp/fp_elements.h"
-
-namespace sve {
-extern const handler_rows multiply_add_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 

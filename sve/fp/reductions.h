@@ -9,12 +9,7 @@
 // other.
 
 #include "sve/core/cpu_state.h"
-#include "sve/core/handler_row.h"
 #include "sve/fp/fp_elements.h"
-
-namespace sve {
-extern const handler_rows fp_reduction_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //

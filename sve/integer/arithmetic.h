@@ -9,11 +9,6 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
-
-namespace sve {
-extern const handler_rows integer_arithmetic_rows;
-}
 
 // ---- Direct routines ---------------------------------------------------------------------------
 //
@@ -87,8 +82,9 @@ SVE_ROUTINE sve_msb_zpzz(cpu_state *, aarch64_z_reg zdn, aarch64_p_reg pg, aarch
     VVM(U, Sub)                                                                                    \
     VVM(U, SubR)                                                                                   \
     VVM(U, Abd)                                                                                    \
-    VVM(U, MulH) VVM(U, Max) VVM(U, Min) VIX(U, T, Add) VIX(U, T, Sub) VIX(U, T, SubR)             \
-        VIX(U, T, Max) VIX(U, T, Min)
+    VVM(U, MulH)                                                                                   \
+    VVM(U, Max) VVM(U, Min) VIX(U, T, Add) VIX(U, T, Sub) VIX(U, T, SubR) VIX(U, T, Max)           \
+        VIX(U, T, Min)
 #define SIGNED(S, T)                                                                               \
     VVM(S, Abd)                                                                                    \
     VVM(S, Mul)                                                                                    \
@@ -96,8 +92,9 @@ SVE_ROUTINE sve_msb_zpzz(cpu_state *, aarch64_z_reg zdn, aarch64_p_reg pg, aarch
     VVM(S, Max)                                                                                    \
     VVM(S, Min)                                                                                    \
     VM(S, Abs)                                                                                     \
-    VM(S, Neg) VIX(S, T, Mul) VIX(S, T, Max) VIX(S, T, Min) VVVM(S, MLA) VVVM(S, MLS)              \
-        VVVM(S, MADD) VVVM(S, MSUB)
+    VM(S, Neg)                                                                                     \
+    VIX(S, T, Mul) VIX(S, T, Max) VIX(S, T, Min) VVVM(S, MLA) VVVM(S, MLS) VVVM(S, MADD)           \
+        VVVM(S, MSUB)
 SVE_UNSIGNED_TYPES(UNSIGNED)
 SVE_SIGNED_TYPES(SIGNED)
 
@@ -107,7 +104,8 @@ VVM(U32, Div)
 VVM(U64, Div)
 VVM(S32, DivR)
 VVM(S64, DivR)
-VVM(U32, DivR) VVM(U64, DivR)
+VVM(U32, DivR)
+VVM(U64, DivR)
 
     VM(S16, Extnd12) VM(S32, Extnd14) VM(S64, Extnd18) VM(S32, Extnd24) VM(S64, Extnd28)
         VM(S64, Extnd48) VM(U16, Extnd12) VM(U32, Extnd14) VM(U64, Extnd18) VM(U32, Extnd24)

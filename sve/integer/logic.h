@@ -6,11 +6,6 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
-
-namespace sve {
-extern const handler_rows integer_logic_rows;
-}
 
 // ---- Direct routines ---------------------------------------------------------------------------
 //
@@ -57,7 +52,8 @@ V(U16, Rev1)
 V(U32, Rev1)
 V(U64, Rev1)
 V(U32, Rev2)
-V(U64, Rev2) V(U64, Rev4)
+V(U64, Rev2)
+V(U64, Rev4)
 
 // Zn op Zm; Zdn op mask
 #define BITWISE(op)                                                                                \

@@ -4,11 +4,6 @@
 // the reference route, unpredicated. Saturation is silent: no flag or status changes.
 
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
-
-namespace sve {
-extern const handler_rows integer_saturating_rows;
-}
 
 // ---- Reference functions --------------------------------------------------------------------------
 

@@ -12,9 +12,8 @@
 // Both are for any number of threads at once.
 
 #include "sve/core/cpu_context.h"
-#include "sve/core/sve_utils.h"
+#include "sve/core/page_size.h"
 
-#include <atomic>
 #include <concepts>
 #include <cstdint>
 
@@ -67,7 +66,7 @@ void store_memory(uint64_t address, T value) {
 
 // A fault in the next element's access finds this element where it belongs.
 inline void element_done() {
-    std::atomic_signal_fence(std::memory_order_seq_cst);
+    __atomic_signal_fence(__ATOMIC_SEQ_CST);
 }
 
 // A protected read or, without non_fault, a plain one: by the accessor that has the width of T, with the sign of T.

@@ -10,12 +10,7 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
 #include "sve/memory/forms.h"
-
-namespace sve {
-extern const handler_rows contiguous_rows;
-}
 
 // ---- The forms ------------------------------------------------------------------------------------
 //

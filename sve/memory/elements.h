@@ -8,6 +8,10 @@
 #include "sve/memory/access.h"
 #include "sve/memory/forms.h"
 
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
 namespace sve::memory {
 
 template <class Element>

@@ -68,7 +68,7 @@ PredV VecPReadFFSRP(CpuContext *context) {
 }
 
 PredV VecPActualP(PredV pg, CpuContext *context) {
-    for (unsigned i = 0; i < std::size(pg.word); i++)
+    for (unsigned i = 0; i < PredV::words; i++)
         pg.word[i] &= context->FFR.word[i];
     return pg;
 }

@@ -8,12 +8,7 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
 #include "sve/memory/addresses.h"
-
-namespace sve {
-extern const handler_rows gather_rows;
-}
 
 // ---- The forms ------------------------------------------------------------------------------------
 //

@@ -9,12 +9,7 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
 #include "sve/memory/forms.h"
-
-namespace sve {
-extern const handler_rows structure_rows;
-}
 
 // F(element type, count, bytes of an element, its letter, keys of the load with an immediate and with an index,
 // keys of the store)

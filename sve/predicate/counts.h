@@ -9,11 +9,6 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
-
-namespace sve {
-extern const handler_rows element_count_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //

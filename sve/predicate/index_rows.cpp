@@ -1,3 +1,4 @@
+#include "sve/core/families.h"
 #include "sve/core/stubs.h"
 #include "sve/predicate/index.h"
 

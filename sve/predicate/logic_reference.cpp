@@ -1,8 +1,6 @@
 #include "sve/predicate/flags.h"
 #include "sve/predicate/logic.h"
 
-#include <iterator>
-
 using namespace sve;
 
 // 64 predicate bits at a time. Above the vector length all operands are 0, and so is what the mask
@@ -10,7 +8,7 @@ using namespace sve;
 template <class Op>
 static PredV combine(const PredV &pg, const PredV &n, const PredV &m, Op op) {
     PredV result;
-    for (unsigned i = 0; i < std::size(result.word); i++)
+    for (unsigned i = 0; i < PredV::words; i++)
         result.word[i] = op(pg.word[i], n.word[i], m.word[i]);
     return result;
 }

@@ -5,11 +5,6 @@
 
 #include "sve/core/cpu_state.h"
 #include "sve/core/elements.h"
-#include "sve/core/handler_row.h"
-
-namespace sve {
-extern const handler_rows predicate_permute_rows;
-}
 
 // ---- Direct routines ------------------------------------------------------------------------------
 //
@@ -33,8 +28,8 @@ SVE_ROUTINE sve_punpkhi_pp(cpu_state *, aarch64_p_reg pd, aarch64_p_reg pn);
     PP(bits, Zip1)                                                                                 \
     PP(bits, Zip2)                                                                                 \
     PP(bits, Uzp1)                                                                                 \
-    PP(bits, Uzp2) PP(bits, Trn1) PP(bits, Trn2)                                                   \
-        SVE_REFERENCE PredV VecP##bits##ReverseP(PredV n, CpuContext *);
+    PP(bits, Uzp2)                                                                                 \
+    PP(bits, Trn1) PP(bits, Trn2) SVE_REFERENCE PredV VecP##bits##ReverseP(PredV n, CpuContext *);
 P(8)
 P(16)
 P(32)

@@ -2,7 +2,6 @@
 #include "sve/predicate/permutes.h"
 
 #include <cstring>
-#include <iterator>
 
 using namespace sve;
 
@@ -19,7 +18,7 @@ static PredV transpose(const PredV &n, const PredV &m) {
     constexpr unsigned width = sizeof(T);
     constexpr uint64_t even = even_groups(width);
     PredV result;
-    for (unsigned w = 0; w < std::size(result.word); w++)
+    for (unsigned w = 0; w < PredV::words; w++)
         result.word[w] = (n.word[w] >> odd * width & even) | (m.word[w] >> odd * width & even)
                                                                  << width;
     return result;

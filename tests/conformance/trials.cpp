@@ -1,5 +1,6 @@
 #include "tests/conformance/trials.h"
 
+#include "sve/core/decode_keys.h"
 #include "tests/conformance/known_differences.h"
 #include "tests/conformance/report.h"
 

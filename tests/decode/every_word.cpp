@@ -7,6 +7,7 @@
 // those that the word's upper bits leave. --cascade-one-in says how many of the words go through the cascade
 // itself, is_sve, too. With --one-in only a sample is decoded, spread over all words.
 
+#include "sve/core/decode_keys.h"
 #include "sve/core/sve_utils.h"
 #include "tests/unit/instruction_rows.h"
 

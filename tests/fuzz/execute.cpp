@@ -2,6 +2,7 @@
 // Under the sanitizers, every instruction is held to what it promises whatever its operands are, and where
 // it has two implementations they are compared.
 
+#include "sve/core/decode_keys.h"
 #include "sve/core/host_fp.h"
 #include "sve/core/signals.h"
 #include "sve/core/sve_utils.h"

@@ -1,4 +1,4 @@
-#include "sve/core/decode_maps.h"
+#include "sve/core/decode_keys.h"
 
 #include "instruction_rows.h"
 #include "machine_states.h"

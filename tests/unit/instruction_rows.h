@@ -3,7 +3,7 @@
 // All instruction rows with their published encodings, from instruction_rows.tsv: what the decoder is held
 // against.
 
-#include "sve/core/decode_maps.h"
+#include "sve/core/decode_keys.h"
 
 #include <cstdint>
 #include <fstream>

@@ -2,6 +2,7 @@
 // faults in the middle, protected reads, probes, and both at once on many threads.
 
 #include "machine_states.h"
+#include "sve/core/decode_keys.h"
 #include "sve/core/signals.h"
 #include "sve/core/sve_utils.h"
 #include "sve/memory/access.h"

@@ -1,4 +1,5 @@
 // What rows say of the Z registers that their words read and write, held against what handlers do.
+#include "sve/core/decode_keys.h"
 #include "sve/core/sve_utils.h"
 #include "tests/unit/machine_states.h"
 

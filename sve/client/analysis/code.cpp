@@ -3,6 +3,7 @@
 #include "sve/client/analysis/native_writes.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace sve::analysis {
 

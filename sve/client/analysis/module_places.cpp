@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory_resource>
+#include <new>
 #include <sys/mman.h>
 #include <utility>
 

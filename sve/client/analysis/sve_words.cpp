@@ -1,5 +1,6 @@
 #include "sve/client/analysis/sve_words.h"
 
+#include "sve/core/decode_keys.h"
 #include "sve/core/sve_utils.h"
 
 namespace sve::analysis {
