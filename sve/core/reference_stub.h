@@ -6,12 +6,17 @@
 //
 //     reference<function, destination, operand…>
 //
-// with the operand descriptors of operands.h, which must agree with the function's parameters. A
-// reference stub names its destination, since the type of the result alone does not tell it.
+// and, beside a direct stub, as second_reference<…>, with the operand descriptors of operands.h, which
+// must agree with the function's parameters. A reference stub names its destination, since the type of
+// the result alone does not tell it.
 
 #include "sve/core/operands.h"
 #include "sve/core/predicate_bits.h"
-#include "sve/core/vector_use.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <utility>
 
 namespace sve {
 
@@ -117,16 +122,17 @@ struct to_z_group {
     unpack_predicate(state->ffr, context.FFR);
 }
 
-template <auto function, class... Operand>
-[[gnu::always_inline]] inline void call_reference(to_none, [[maybe_unused]] cpu_state *state,
-                                                  [[maybe_unused]] uint32_t word,
-                                                  CpuContext *context) {
+template <class... Operand, class Function>
+[[gnu::always_inline]] inline void
+call_reference(to_none, Function *function, [[maybe_unused]] cpu_state *state,
+               [[maybe_unused]] uint32_t word, CpuContext *context) {
     function(operand_value(state, Operand::read(word))..., context);
 }
 
-template <auto function, class... Operand, unsigned count>
-[[gnu::always_inline]] inline void call_reference(to_z_group<count>, cpu_state *state,
-                                                  uint32_t word, CpuContext *context) {
+template <class... Operand, unsigned count, class Function>
+[[gnu::always_inline]] inline void call_reference(to_z_group<count>, Function *function,
+                                                  cpu_state *state, uint32_t word,
+                                                  CpuContext *context) {
     [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) {
         VecT result[count];
         function(operand_value(state, Operand::read(word))..., &result[i]..., context);
@@ -135,29 +141,57 @@ template <auto function, class... Operand, unsigned count>
     (std::make_integer_sequence<unsigned, count>{});
 }
 
-template <auto function, class... Operand, class Destination>
-[[gnu::always_inline]] inline void call_reference(Destination, cpu_state *state, uint32_t word,
-                                                  CpuContext *context) {
+template <class... Operand, class Destination, class Function>
+[[gnu::always_inline]] inline void call_reference(Destination, Function *function, cpu_state *state,
+                                                  uint32_t word, CpuContext *context) {
     // Every operand is made in its place among the arguments: a vector is copied once.
     Destination::write(state, word,
                        function(operand_value(state, Operand::read(word))..., context));
 }
 
-template <auto function, class Destination, class... Operand>
-aarch64_decode_rc run_reference(cpu_state *state, unsigned int word) {
+template <class Destination, class... Operand, class Function>
+[[gnu::always_inline]] inline aarch64_decode_rc run_function(Function *function, cpu_state *state,
+                                                             uint32_t word) {
     CpuContext context = make_context(state);
-    call_reference<function, Operand...>(Destination{}, state, word, &context);
+    call_reference<Operand...>(Destination{}, function, state, word, &context);
     write_back(state, context);
     return AARCH64_DECODE_OK;
 }
 
-// As rows have it: with what can be told of a form by its operands.
-struct reference_stub {
-    aarch64_handler run = nullptr;
-    vector_use vectors;
-};
 template <auto function, class Destination, class... Operand>
-inline constexpr reference_stub reference = {run_reference<function, Destination, Operand...>,
-                                             vector_use_of<Destination, Operand...>()};
+aarch64_decode_rc reference(cpu_state *state, unsigned int word) {
+    return run_function<Destination, Operand...>(function, state, word);
+}
+
+// ---- The stub beside a direct one --------------------------------------------------------------
+
+// It does the same, but only the comparison of the two implementations calls it, so it need not be fast: one
+// function serves all forms whose reference functions have one type and whose operands lie at the same places.
+
+// As values, registers are the same at every element size.
+template <class Operand>
+struct without_size {
+    using type = Operand;
+};
+template <class Record, unsigned high, unsigned low, unsigned size>
+struct without_size<plain_operand<Record, high, low, size>> {
+    using type = plain_operand<Record, high, low, 0>;
+};
+template <class Record, unsigned high, unsigned low, unsigned size>
+struct without_size<tied_operand<Record, high, low, size>> {
+    using type = tied_operand<Record, high, low, 0>;
+};
+
+template <class Destination, class... Operand, class Function>
+[[gnu::noinline]] aarch64_decode_rc run_any_function(Function *function, cpu_state *state,
+                                                     uint32_t word) {
+    return run_function<Destination, Operand...>(function, state, word);
+}
+
+template <auto function, class Destination, class... Operand>
+aarch64_decode_rc second_reference(cpu_state *state, unsigned int word) {
+    return run_any_function<Destination, typename without_size<Operand>::type...>(function, state,
+                                                                                  word);
+}
 
 } // namespace sve

@@ -9,6 +9,7 @@
 #include "sve/core/host_fp.h"
 #include "sve/core/operands.h"
 #include "sve/core/reference_stub.h"
+#include "sve/core/vector_use.h"
 
 #include <cstddef>
 #include <type_traits>
@@ -36,60 +37,80 @@ inline aarch64_decode_rc no_op(cpu_state *, unsigned int) {
     return AARCH64_DECODE_OK;
 }
 
-// In the place of a direct routine: the handler takes the reference route.
+// In the place of a direct routine or its stub: the handler takes the reference route.
 inline constexpr std::nullptr_t reference_route = nullptr;
 
-// A row of a handler that takes it, and one of a handler that does nothing.
-constexpr handler_row reference_row(const char *name, const decode_map *map, unsigned key,
-                                    reference_stub stub) {
-    return {name, map, key, stub.run, nullptr, handler_route::reference, stub.vectors};
+// The stub of a direct routine, or reference_route as it is.
+template <auto routine, class... Operand>
+consteval auto direct_stub() {
+    if constexpr (std::is_null_pointer_v<decltype(routine)>)
+        return reference_route;
+    else
+        return aarch64_handler{direct<routine, Operand...>};
 }
+template <auto routine, class... Operand>
+consteval auto direct_fp_stub() {
+    if constexpr (std::is_null_pointer_v<decltype(routine)>)
+        return reference_route;
+    else
+        return aarch64_handler{direct_fp<routine, Operand...>};
+}
+
+// The row of a handler that does nothing.
 constexpr handler_row no_op_row(const char *name, const decode_map *map, unsigned key) {
     return {name, map, key, no_op, nullptr, handler_route::no_op};
 }
-// A row of a handler on the direct route that has a reference stub, too.
-constexpr handler_row direct_row(const char *name, const decode_map *map, unsigned key,
-                                 aarch64_handler direct, reference_stub stub) {
-    return {name, map, key, direct, stub.run, handler_route::direct, stub.vectors};
+
+// The row of a handler with a reference function and its operands, and with the stub of a direct routine or
+// reference_route. (Not consteval: Clang 14 doesn't let consteval functions call such with their own arguments.)
+template <auto function, class Destination, class... Operand>
+constexpr handler_row row_of(const char *name, const decode_map *map, unsigned key,
+                             aarch64_handler direct) {
+    return {name,
+            map,
+            key,
+            direct,
+            second_reference<function, Destination, Operand...>,
+            handler_route::direct,
+            vector_use_of<Destination, Operand...>()};
+}
+template <auto function, class Destination, class... Operand>
+constexpr handler_row row_of(const char *name, const decode_map *map, unsigned key,
+                             std::nullptr_t) {
+    return {name,
+            map,
+            key,
+            reference<function, Destination, Operand...>,
+            nullptr,
+            handler_route::reference,
+            vector_use_of<Destination, Operand...>()};
 }
 
-// A row of a handler whose two tiers take the same operands in the same order: the destination is
-// among them. (Not consteval: Clang 14 doesn't let consteval functions call such with their own arguments.)
+// The same where both tiers take the same operands in the same order: the destination is among them.
 template <auto routine, auto function, class Destination, class... Operand>
 constexpr handler_row row(const char *name, const decode_map *map, unsigned key) {
-    if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return reference_row(name, map, key, reference<function, Destination, Operand...>);
-    else
-        return direct_row(name, map, key, direct<routine, Operand...>,
-                          reference<function, Destination, Operand...>);
+    return row_of<function, Destination, Operand...>(name, map, key,
+                                                     direct_stub<routine, Operand...>());
 }
 
 // The same where the destination is only written: a direct routine gets its record in front, a
 // reference function doesn't.
 template <auto routine, auto function, class Destination, class Written, class... Operand>
 constexpr handler_row row_to(const char *name, const decode_map *map, unsigned key) {
-    if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return reference_row(name, map, key, reference<function, Destination, Operand...>);
-    else
-        return direct_row(name, map, key, direct<routine, Written, Operand...>,
-                          reference<function, Destination, Operand...>);
+    return row_of<function, Destination, Operand...>(name, map, key,
+                                                     direct_stub<routine, Written, Operand...>());
 }
 
-// The same where the direct routine uses the host's floating-point instructions.
+// The same two where the direct routine uses the host's floating-point instructions.
 template <auto routine, auto function, class Destination, class... Operand>
-consteval handler_row fp_row(const char *name, const decode_map *map, unsigned key) {
-    handler_row result = row<routine, function, Destination, Operand...>(name, map, key);
-    if constexpr (!std::is_null_pointer_v<decltype(routine)>)
-        result.handler = direct_fp<routine, Operand...>;
-    return result;
+constexpr handler_row fp_row(const char *name, const decode_map *map, unsigned key) {
+    return row_of<function, Destination, Operand...>(name, map, key,
+                                                     direct_fp_stub<routine, Operand...>());
 }
 template <auto routine, auto function, class Destination, class Written, class... Operand>
-consteval handler_row fp_row_to(const char *name, const decode_map *map, unsigned key) {
-    handler_row result =
-        row_to<routine, function, Destination, Written, Operand...>(name, map, key);
-    if constexpr (!std::is_null_pointer_v<decltype(routine)>)
-        result.handler = direct_fp<routine, Written, Operand...>;
-    return result;
+constexpr handler_row fp_row_to(const char *name, const decode_map *map, unsigned key) {
+    return row_of<function, Destination, Operand...>(
+        name, map, key, direct_fp_stub<routine, Written, Operand...>());
 }
 
 } // namespace sve

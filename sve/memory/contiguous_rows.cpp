@@ -16,8 +16,8 @@ using namespace sve::memory;
 // The source is a direct routine's first operand, and a reference function's last.
 template <auto routine, auto function, class Source, class... Operand>
 static consteval handler_row store_row(const char *name, const decode_map *map, unsigned key) {
-    return direct_row(name, map, key, direct<routine, Source, Operand...>,
-                      reference<function, to_none, Operand..., Source>);
+    return row_of<function, to_none, Operand..., Source>(name, map, key,
+                                                         direct<routine, Source, Operand...>);
 }
 #define STORE(type, op, bytes, routine, immediate_key, index_key)                                  \
     store_row<sve_##routine##_zpri, Vec##type##op##bytes##SIZ, Zd<size_of<type>>, Pg<plain>, Base, \

@@ -7,11 +7,15 @@ using namespace sve::memory;
 
 using Vectors = SImm<19, 16>; // an immediate that counts the vector's elements
 
-// A load on the direct route names no reference stub: its reference function stops elsewhere.
+// A load on the direct route has no reference stub: its reference function stops elsewhere.
 #define DIRECT(type, op, bytes, shape, routine, map, key, Offset)                                  \
-    direct_row("Vec" #type #op #bytes #shape, &decode_map__##map, key,                             \
-               direct<sve_##routine, Zd<size_of<type>>, Pg<Z>, Base, Offset>,                      \
-               {nullptr, vector_use_of<to_z, Pg<Z>, Base, Offset>()}),
+    {"Vec" #type #op #bytes #shape,                                                                \
+     &decode_map__##map,                                                                           \
+     key,                                                                                          \
+     direct<sve_##routine, Zd<size_of<type>>, Pg<Z>, Base, Offset>,                                \
+     nullptr,                                                                                      \
+     handler_route::direct,                                                                        \
+     vector_use_of<to_z, Pg<Z>, Base, Offset>()},
 #define FIRST_FAULT(type, op, bytes, routine, key)                                                 \
     DIRECT(type, op, bytes, LSSZ, routine##_scaled_zprr, 31_21__15_13, key, Index)
 #define NON_FAULT(type, op, bytes, routine, key)                                                   \

@@ -17,13 +17,9 @@ static consteval handler_row store_row(const char *name, unsigned key) {
     constexpr unsigned size = size_of<Element>;
     using First = typename Shape::template first<size>;
     using Second = typename Shape::template second<size>;
-    constexpr reference_stub second =
-        reference<function, to_none, Pg<plain>, First, Second, Zd<size>>;
-    if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return reference_row(name, &decode_map__31_21__15_13, key, second);
-    else
-        return direct_row(name, &decode_map__31_21__15_13, key,
-                          direct<routine, Zd<size>, Pg<plain>, First, Second>, second);
+    return row_of<function, to_none, Pg<plain>, First, Second, Zd<size>>(
+        name, &decode_map__31_21__15_13, key,
+        direct_stub<routine, Zd<size>, Pg<plain>, First, Second>());
 }
 
 #define LOAD(type, op, bytes, shape, routine, key)                                                 \

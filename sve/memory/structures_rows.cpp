@@ -5,11 +5,11 @@
 using namespace sve;
 using namespace sve::memory;
 
-// Register r of a structure.
-template <unsigned size, unsigned r>
+// Register r of a structure, as a value: its element size doesn't matter.
+template <unsigned r>
 struct Member {
     static constexpr aarch64_z_reg read(uint32_t word) {
-        aarch64_z_reg zt = Zd<size>::read(word);
+        aarch64_z_reg zt = Zd<B>::read(word);
         zt.num = (zt.num + r) % 32;
         return zt;
     }
@@ -18,15 +18,14 @@ struct Member {
 // Direct routines get Zt alone; the reference functions of stores get the members behind their other operands.
 template <unsigned count, unsigned size, auto routine, auto function, class Offset>
 static consteval handler_row load_row(const char *name, const decode_map *map, unsigned key) {
-    return direct_row(name, map, key, direct<routine, Zd<size>, Pg<Z>, Base, Offset>,
-                      reference<function, to_z_group<count>, Pg<Z>, Base, Offset>);
+    return row_of<function, to_z_group<count>, Pg<Z>, Base, Offset>(
+        name, map, key, direct<routine, Zd<size>, Pg<Z>, Base, Offset>);
 }
 template <unsigned count, unsigned size, auto routine, auto function, class Offset>
 static consteval handler_row store_row(const char *name, const decode_map *map, unsigned key) {
     return [&]<unsigned... r>(std::integer_sequence<unsigned, r...>) {
-        return direct_row(
-            name, map, key, direct<routine, Zd<size>, Pg<plain>, Base, Offset>,
-            reference<function, to_none, Pg<plain>, Base, Offset, Member<size, r>...>);
+        return row_of<function, to_none, Pg<plain>, Base, Offset, Member<r>...>(
+            name, map, key, direct<routine, Zd<size>, Pg<plain>, Base, Offset>);
     }
     (std::make_integer_sequence<unsigned, count>{});
 }

@@ -37,9 +37,8 @@ struct FpConstantImage {
 #define DUP_MASK(type, op, key, size, routine)                                                     \
     DUP(type, op, I, key, size, routine, 31_18, LogicalMask)
 #define DUP_FP(type, op, key, size, routine)                                                       \
-    direct_row("Vec" #type #op "I", &decode_map__31_13, key,                                       \
-               direct<routine, Zd<size>, FpConstant>,                                              \
-               reference<Vec##type##op##I, to_z, FpConstantImage<size>>)
+    row_of<Vec##type##op##I, to_z, FpConstantImage<size>>(                                         \
+        "Vec" #type #op "I", &decode_map__31_13, key, direct<routine, Zd<size>, FpConstant>)
 #define DUP_INDEXED(type, op, key, size, routine, map)                                             \
     row_to<routine, Vec##type##op##VI, to_z, Zd<size>, Zn<size>, DupIndex<size>>(                  \
         "Vec" #type #op "VI", &decode_map__##map, key)
@@ -54,9 +53,8 @@ struct FpConstantImage {
 #define CPY_R(type, op, key, size, routine)                                                        \
     CPY(type, op, SM, key, size, routine, 31_13, Pg, RnSp<size>)
 #define CPY_V(type, op, key, size, routine)                                                        \
-    direct_row("Vec" #type #op "SM", &decode_map__31_13, key,                                      \
-               direct<routine, Zd<size>, Pg<M>, Vn>,                                               \
-               reference<Vec##type##op##SM, to_z, Zd<size>, Pg<M>, ScalarN<size>>)
+    row_of<Vec##type##op##SM, to_z, Zd<size>, Pg<M>, ScalarN<size>>(                               \
+        "Vec" #type #op "SM", &decode_map__31_13, key, direct<routine, Zd<size>, Pg<M>, Vn>)
 // Zd = the immediate where Pg is true, else 0
 #define CPY_Z(type, op, key, size, routine)                                                        \
     row_to<routine, Vec##type##op##IZ, to_z, Zd<size>, Pg_19_16<Z>, SImm8Shifted>(                 \

@@ -27,12 +27,8 @@ using namespace sve;
 // A direct routine takes Rdn first, a reference function behind Pg.
 template <auto routine, auto function, unsigned size>
 static consteval handler_row conditional(const char *name, unsigned key) {
-    constexpr reference_stub second = reference<function, to_x, Pg<plain>, Rdn<size>, Zm_9_5<size>>;
-    if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return reference_row(name, &decode_map__31_13, key, second);
-    else
-        return direct_row(name, &decode_map__31_13, key,
-                          direct<routine, Rdn<size>, Pg<plain>, Zm_9_5<size>>, second);
+    return row_of<function, to_x, Pg<plain>, Rdn<size>, Zm_9_5<size>>(
+        name, &decode_map__31_13, key, direct_stub<routine, Rdn<size>, Pg<plain>, Zm_9_5<size>>());
 }
 
 // clang-format off

@@ -15,9 +15,9 @@ using namespace sve;
                                                                &decode_map__31_14__9_9__4_4, key)
 // Pdm by Pg/Z, Pn and Pdm
 #define NEXT(op, key, routine)                                                                     \
-    direct_row("VecP" #op, &decode_map__31_14__9_9__4_4, key,                                      \
-               direct<routine, Pdn<B>, Pg_13_10<Z>, Pn<B>>,                                        \
-               reference<VecP##op, to_p, Pg_13_10<Z>, Pn<B>, Pdn<B>>)
+    row_of<VecP##op, to_p, Pg_13_10<Z>, Pn<B>, Pdn<B>>(                                            \
+        "VecP" #op, &decode_map__31_14__9_9__4_4, key,                                             \
+        direct<routine, Pdn<B>, Pg_13_10<Z>, Pn<B>>)
 // Pd by Pg/Z, Pn and Pm
 #define PREVIOUS(op, key, routine)                                                                 \
     row_to<routine, VecP##op, to_p, Pd<B>, Pg_13_10<Z>, Pn<B>, Pm<B>>(                             \

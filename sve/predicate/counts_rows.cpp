@@ -4,24 +4,6 @@
 
 using namespace sve;
 
-// For the rows whose tiers take their operands in different forms: the stub of a direct routine, or
-// reference_route as it is, and the row of both tiers' stubs.
-template <auto routine, class... Operand>
-static consteval auto direct_tier() {
-    if constexpr (std::is_null_pointer_v<decltype(routine)>)
-        return reference_route;
-    else
-        return aarch64_handler{direct<routine, Operand...>};
-}
-static consteval handler_row row_of(const char *name, const decode_map *map, unsigned key,
-                                    aarch64_handler direct, reference_stub reference) {
-    return direct_row(name, map, key, direct, reference);
-}
-static consteval handler_row row_of(const char *name, const decode_map *map, unsigned key,
-                                    std::nullptr_t, reference_stub reference) {
-    return reference_row(name, map, key, reference);
-}
-
 // A row of each shape: element type and operation of the handler, its key, the size code where elements
 // are operands, and its direct routine or reference_route. A direct routine gets what a pattern's count is
 // multiplied by, a reference function the field, which is one less.
@@ -29,30 +11,30 @@ using Imm4 = UImm<19, 16>;
 
 // Xd = count of a pattern
 #define CNT(type, op, key, routine)                                                                \
-    row_of("Vec" #type #op "VLSI", &decode_map__31_20__15_10, key,                                 \
-           direct_tier<routine, Rd<X>, Pattern, Multiplier>(),                                     \
-           reference<Vec##type##op##VLSI, to_x, Pattern, Imm4>)
+    row_of<Vec##type##op##VLSI, to_x, Pattern, Imm4>(                                              \
+        "Vec" #type #op "VLSI", &decode_map__31_20__15_10, key,                                    \
+        direct_stub<routine, Rd<X>, Pattern, Multiplier>())
 // Rdn ± count of a pattern: all 64 bits, or saturated to 32 or 64
 #define COUNTED(name, key, view, routine)                                                          \
-    row_of(#name, &decode_map__31_20__15_10, key,                                                  \
-           direct_tier<routine, Rdn<view>, Pattern, Multiplier>(),                                 \
-           reference<name, to_x, Rdn<view>, Pattern, Imm4>)
+    row_of<name, to_x, Rdn<view>, Pattern, Imm4>(                                                  \
+        #name, &decode_map__31_20__15_10, key,                                                     \
+        direct_stub<routine, Rdn<view>, Pattern, Multiplier>())
 #define VLSI(type, op, key, routine) COUNTED(Vec##type##op##VLSI, key, X, routine)
 #define VL4SI(type, op, key, routine) COUNTED(Vec##type##op##VL4SI, key, W, routine)
 #define VL8SI(type, op, key, routine) COUNTED(Vec##type##op##VL8SI, key, X, routine)
 // Zdn ± count of a pattern
 #define VLVI(type, op, key, size, routine)                                                         \
-    row_of("Vec" #type #op "VLVI", &decode_map__31_20__15_10, key,                                 \
-           direct_tier<routine, Zdn<size>, Pattern, Multiplier>(),                                 \
-           reference<Vec##type##op##VLVI, to_z, Zdn<size>, Pattern, Imm4>)
+    row_of<Vec##type##op##VLVI, to_z, Zdn<size>, Pattern, Imm4>(                                   \
+        "Vec" #type #op "VLVI", &decode_map__31_20__15_10, key,                                    \
+        direct_stub<routine, Zdn<size>, Pattern, Multiplier>())
 // Xd = count of Pg and Pn
 #define CNTP(type, op, key, size, routine)                                                         \
     row_to<routine, Vec##type##op, to_x, Rd<X>, Pg_13_10<plain>, Pn<size>>(                        \
         "Vec" #type #op, &decode_map__31_14__9_9, key)
 // Rdn ± count of Pn: all 64 bits, or saturated to 32 or 64
 #define ACTIVE(name, key, view, size, routine)                                                     \
-    row_of(#name, &decode_map__31_9, key, direct_tier<routine, Rdn<view>, Pn<size>>(),             \
-           reference<name, to_x, Pn<size>, Rdn<view>>)
+    row_of<name, to_x, Pn<size>, Rdn<view>>(#name, &decode_map__31_9, key,                         \
+                                            direct_stub<routine, Rdn<view>, Pn<size>>())
 #define COUNT_PS(type, op, key, size, routine)                                                     \
     ACTIVE(Vec##type##op##SCountPS, key, X, size, routine)
 #define COUNT_4PS(type, op, key, size, routine)                                                    \
@@ -61,9 +43,9 @@ using Imm4 = UImm<19, 16>;
     ACTIVE(Vec##type##op##SCount8PS, key, X, size, routine)
 // Zdn ± count of Pn
 #define COUNT_PV(type, op, key, size, routine)                                                     \
-    row_of("Vec" #type #op "CountPV", &decode_map__31_9, key,                                      \
-           direct_tier<routine, Zdn<size>, Pn<size>>(),                                            \
-           reference<Vec##type##op##CountPV, to_z, Pn<size>, Zdn<size>>)
+    row_of<Vec##type##op##CountPV, to_z, Pn<size>, Zdn<size>>(                                     \
+        "Vec" #type #op "CountPV", &decode_map__31_9, key,                                         \
+        direct_stub<routine, Zdn<size>, Pn<size>>())
 
 // clang-format off
 static constexpr handler_row rows[] = {

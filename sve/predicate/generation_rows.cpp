@@ -13,9 +13,9 @@ using namespace sve;
                                                              &decode_map__31_10__4_4, key)
 // Pdn by Pg and Pdn, which the tiers take in different orders
 #define NEXT(bits, key, size)                                                                      \
-    direct_row("VecP" #bits "GenNextP", &decode_map__31_9__4_4, key,                               \
-               direct<sve_pnext_pp, Pdn<size>, Pg_8_5<plain>>,                                     \
-               reference<VecP##bits##GenNextP, to_p, Pg_8_5<plain>, Pdn<size>>)
+    row_of<VecP##bits##GenNextP, to_p, Pg_8_5<plain>, Pdn<size>>(                                  \
+        "VecP" #bits "GenNextP", &decode_map__31_9__4_4, key,                                      \
+        direct<sve_pnext_pp, Pdn<size>, Pg_8_5<plain>>)
 // Pd by Rn and Rm
 #define WHILE(type, op, key, size, view, routine)                                                  \
     row_to<routine, Vec##type##op##SS, to_p, Pd<size>, Rn<view>, Rm<view>>(                        \
