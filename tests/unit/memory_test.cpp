@@ -11,10 +11,14 @@
 #include <atomic>
 #include <chrono>
 #include <csetjmp>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <initializer_list>
+#include <string>
 #include <string_view>
 #include <sys/mman.h>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 // Three pages, of which the middle one can't be accessed.
@@ -309,7 +313,7 @@ TEST(FirstFault, MakesProgress) {
                 cpu_state state = state_at(page.address(from_end));
                 std::memset(state.p[2], 0, first * element);
                 if (from_end + static_cast<int>((first + 1) * memory) > 0) {
-                    EXPECT_TRUE(faults([&] { run(handler, state); }));
+                    EXPECT_TRUE(faults([&, name = handler] { run(name, state); }));
                     continue;
                 }
                 run(handler, state);
