@@ -39,6 +39,10 @@ int run_in_child(const std::function<void()> &work) {
             signal.si_code <= 0) // sent by a process, not by the terminal
             kill(child, signal.si_signo);
     }
+    // What has come meanwhile was for the child, too.
+    const timespec at_once = {};
+    while (sigtimedwait(&watched, nullptr, &at_once) != -1)
+        continue;
     sigprocmask(SIG_SETMASK, &former, nullptr);
     return status;
 }

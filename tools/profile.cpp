@@ -42,16 +42,36 @@ std::vector<profile::group> grouped(const std::vector<profile::site> &sites, con
     return result;
 }
 
+const std::string generated_code = "[generated code]";
+
+profile::module known_module(uint64_t start, uint64_t end, const std::string &path,
+                             std::vector<std::string> &notes) {
+    profile::module module = {start, end, 0, path, true};
+    try {
+        module.first_address = first_address_of(path);
+    } catch (const refusal &refusal) {
+        module.is_readable = false;
+        notes.push_back(std::string("no functions and source lines of ") + refusal.what());
+    }
+    return module;
+}
+
 } // namespace
 
 std::vector<profile::group> profile::functions() const {
     return grouped(
         sites, [](const site &site) { return std::tuple(site.module, site.file, site.function); },
         [this](const site &site) {
-            return !site.module            ? "[generated code]"
-                   : site.function.empty() ? "[" + modules[*site.module].name() + "]"
-                                           : site.function;
+            return site.module && site.function.empty() ? "[" + module_name(site) + "]"
+                   : site.module                        ? site.function
+                                                        : generated_code;
         });
+}
+
+std::vector<profile::group> profile::of_modules() const {
+    return grouped(
+        sites, [](const site &site) { return site.module; },
+        [this](const site &site) { return module_name(site); });
 }
 
 std::vector<profile::group> profile::families() const {
@@ -66,8 +86,12 @@ std::vector<profile::group> profile::routes() const {
 
 std::string profile::place(const site &site) const {
     return !site.function.empty() ? site.function
-           : site.module ? modules[*site.module].name() + "+" + hexadecimal(site.file_address)
-                         : "[generated code]";
+           : site.module          ? module_name(site) + "+" + hexadecimal(site.file_address)
+                                  : generated_code;
+}
+
+std::string profile::module_name(const site &site) const {
+    return site.module ? modules[*site.module].name() : generated_code;
 }
 
 std::string profile::source(const site &site) {
@@ -119,23 +143,57 @@ std::optional<profile> read_record(const std::string &text) {
         return std::stoull(digits, nullptr, base);
     };
     profile result;
+    // A library that is loaded at several places is one module, and its sites are one, too.
+    struct loaded_module {
+        uint64_t start;
+        size_t module;
+    };
+    std::vector<loaded_module> loaded;
+    std::map<std::tuple<size_t, uint64_t, uint32_t>, size_t> known_sites;
     bool whole = false;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line) && !whole;) {
         std::vector<std::string> fields = fields_of(line);
-        if (fields.size() == 2 && fields[0] == "sve-profile 1") {
+        if (fields.size() == 2 && fields[0] == "sve-profile 2") {
             result.vector_bits = static_cast<unsigned>(number(fields[1], 10));
-        } else if (fields.size() == 4 && fields[0] == "module") {
+        } else if (fields.size() >= 4 && fields[0] == "module") {
+            std::string path = fields[3];
+            for (size_t i = 4; i < fields.size(); i++) // a path may have tabs
+                path += '\t' + fields[i];
             const uint64_t start = number(fields[1], 16);
-            result.modules.push_back({start, number(fields[2], 16), start, fields[3]});
-        } else if (fields.size() == 7 && fields[0] == "site") {
+            const auto same = std::ranges::find(result.modules, path, &profile::module::path);
+            loaded.push_back({start, static_cast<size_t>(same - result.modules.begin())});
+            if (same == result.modules.end())
+                result.modules.push_back(
+                    known_module(start, number(fields[2], 16), path, result.notes));
+        } else if (fields.size() == 8 && fields[0] == "site") {
             const uint64_t address = number(fields[1], 16);
-            result.sites.push_back({address, address, static_cast<uint32_t>(number(fields[2], 16)),
-                                    number(fields[3], 10), fields[4], fields[5], fields[6],
-                                    std::nullopt, "", "", 0, ""});
-            if (!result.modules.empty() && address < result.modules.back().end)
-                result.sites.back().module = result.modules.size() - 1;
-            result.total += result.sites.back().count;
+            profile::site site = {address,
+                                  address,
+                                  static_cast<uint32_t>(number(fields[3], 16)),
+                                  number(fields[4], 10),
+                                  fields[5],
+                                  fields[6],
+                                  fields[7],
+                                  std::nullopt,
+                                  "",
+                                  "",
+                                  0,
+                                  ""};
+            result.total += site.count;
+            size_t index = result.sites.size();
+            if (fields[2] != "-") {
+                const loaded_module &from = loaded.at(number(fields[2], 10));
+                site.module = from.module;
+                site.file_address =
+                    address - from.start + result.modules[from.module].first_address;
+                index = known_sites.try_emplace({from.module, site.file_address, site.word}, index)
+                            .first->second;
+            }
+            if (index == result.sites.size())
+                result.sites.push_back(std::move(site));
+            else
+                result.sites[index].count += site.count;
         } else if (fields.size() == 2 && fields[0] == "end") {
             whole = number(fields[1], 10) == result.total;
         } else {
@@ -144,17 +202,6 @@ std::optional<profile> read_record(const std::string &text) {
     }
     if (!whole)
         return std::nullopt;
-
-    for (profile::module &module : result.modules) {
-        try {
-            module.bias = module.start - first_address_of(module.path);
-        } catch (const refusal &refusal) {
-            result.notes.push_back(refusal.what());
-        }
-    }
-    for (profile::site &site : result.sites)
-        if (site.module)
-            site.file_address = site.address - result.modules[*site.module].bias;
     std::stable_sort(result.sites.begin(), result.sites.end(),
                      [](const auto &a, const auto &b) { return a.count > b.count; });
     return result;

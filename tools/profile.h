@@ -12,9 +12,10 @@ namespace sverun {
 
 struct profile {
     struct module {
-        uint64_t start, end; // in memory
-        uint64_t bias;       // from the addresses in the file to those in memory
+        uint64_t start, end;    // in memory, where it was found first
+        uint64_t first_address; // in the file
         std::string path;
+        bool is_readable;
 
         std::string name() const { return path.substr(path.rfind('/') + 1); }
     };
@@ -41,7 +42,7 @@ struct profile {
     std::vector<std::string> command;
     unsigned vector_bits = 0;
     uint64_t total = 0;
-    std::vector<module> modules;
+    std::vector<module> modules;    // those with sites
     std::vector<site> sites;        // the most executed first
     std::vector<std::string> notes; // why something isn't known
 
@@ -50,9 +51,14 @@ struct profile {
     }
     // The most executed first.
     std::vector<group> functions() const;
+    std::vector<group> of_modules() const;
     std::vector<group> families() const;
     std::vector<group> routes() const;
 
+    // Whether a site's place is told by its module, too.
+    bool has_several_modules() const { return modules.size() > 1; }
+    // Name of the site's module, "[generated code]" for none.
+    std::string module_name(const site &site) const;
     // How a user knows a site's place: its function, or else the module and the address in its file.
     std::string place(const site &site) const;
     // "primes.c:34", or empty.
@@ -72,7 +78,8 @@ std::string readable(std::string text);
 std::string percent(double share);
 std::string hexadecimal(uint64_t number);
 
-std::string as_text(const profile &profile);
+// In lines of so many columns, if they can be; whole ones if it is 0.
+std::string as_text(const profile &profile, size_t columns);
 std::string as_json(const profile &profile);
 std::string as_html(const profile &profile);
 

@@ -47,12 +47,12 @@ th, td { padding: .32rem .9rem .32rem 0; border-bottom: 1px solid var(--line); v
 th:last-child, td:last-child { padding-right: 0; }
 tbody tr:last-child td { border-bottom: 0; }
 .number { text-align: right; white-space: nowrap; font-variant-numeric: tabular-nums; }
-.name, .name > span { overflow: hidden; text-overflow: ellipsis; white-space: nowrap; }
+.name { overflow-wrap: anywhere; }
 .name > span { display: block; }
 .name > .bar { margin: .3rem 0 .15rem; }
 .groups td { vertical-align: top; }
-.groups .name { width: 100%; max-width: 0; }
-.hottest .name { max-width: 17rem; }
+.groups .name { width: 100%; }
+.hottest .name { min-width: 17rem; }
 .keep { white-space: nowrap; }
 .bar, .routes { background: var(--track); }
 .bar { border-radius: 4px; height: 8px; overflow: hidden; }
@@ -151,14 +151,15 @@ std::string routes(const profile &profile) {
 
 std::string groups(const profile &profile, const std::string &title,
                    const std::vector<profile::group> &groups, bool of_functions) {
+    const bool with_module = of_functions && profile.has_several_modules();
     std::string result =
         "<section class=\"card\">\n<h2>" + title + "</h2>\n<table class=\"groups\">\n<tbody>\n";
-    const auto add = [&](const std::string &name, const std::string &source, uint64_t count) {
+    const auto add = [&](const std::string &name, const std::string &module,
+                         const std::string &source, uint64_t count) {
         result += "<tr>" +
-                  cell("name",
-                       element("span", of_functions ? "mono" : "", escaped(name)) +
-                           bar(profile.share(count)),
-                       name) +
+                  cell("name", element("span", of_functions ? "mono" : "", escaped(name)) +
+                                   bar(profile.share(count))) +
+                  (with_module ? cell("mono keep quiet", escaped(module)) : "") +
                   (of_functions ? cell("mono keep quiet", escaped(source)) : "") +
                   cell("number", percent(profile.share(count))) +
                   cell("number quiet", spaced(count)) + "</tr>\n";
@@ -166,21 +167,24 @@ std::string groups(const profile &profile, const std::string &title,
     uint64_t others = 0;
     for (size_t i = 0; i < groups.size(); i++)
         if (i < functions_shown || !of_functions)
-            add(groups[i].name, profile::source(*groups[i].first), groups[i].count);
+            add(groups[i].name, profile.module_name(*groups[i].first),
+                profile::source(*groups[i].first), groups[i].count);
         else
             others += groups[i].count;
     if (others)
-        add(std::to_string(groups.size() - functions_shown) + " others", "", others);
+        add(std::to_string(groups.size() - functions_shown) + " others", "", "", others);
     return result + "</tbody>\n</table>\n</section>\n";
 }
 
 std::string hottest(const profile &profile) {
     const double most = profile.share(profile.sites.front().count);
+    const bool with_module = profile.has_several_modules();
     std::string result =
         "<section class=\"card hottest\">\n<h2>Hottest instructions</h2>\n<div class=\"scroll\">\n"
         "<table>\n<thead><tr><th class=\"number\">share</th><th></th><th "
         "class=\"number\">count</th>"
-        "<th class=\"number\">address</th><th>instruction</th><th>handler</th><th>function</th>"
+        "<th class=\"number\">address</th><th>instruction</th><th>handler</th><th>function</th>" +
+        std::string(with_module ? "<th>module</th>" : "") +
         "<th>source</th></tr></thead>\n<tbody>\n";
     uint64_t others = profile.total;
     for (size_t i = 0; i < profile.sites.size() && i < sites_shown; i++) {
@@ -197,13 +201,17 @@ std::string hottest(const profile &profile) {
                        element("i", ("tag " + route).c_str(), "", route + " route") +
                            escaped(site.handler),
                        site.family + ", " + route + " route") +
-                  cell("mono name", escaped(profile.place(site)), profile.place(site)) +
+                  cell("mono name", escaped(profile.place(site))) +
+                  (with_module ? cell("mono keep", escaped(profile.module_name(site)),
+                                      site.module ? profile.modules[*site.module].path : "")
+                               : "") +
                   cell("mono keep", escaped(profile::source(site)), site.file) + "</tr>\n";
     }
     if (profile.sites.size() > sites_shown)
         result += "<tr>" + cell("number", percent(profile.share(others))) + cell("bar", "") +
-                  cell("number", spaced(others)) + "<td colspan=\"5\" class=\"quiet\">" +
-                  std::to_string(profile.sites.size() - sites_shown) + " others</td></tr>\n";
+                  cell("number", spaced(others)) + "<td colspan=\"" + (with_module ? "6" : "5") +
+                  "\" class=\"quiet\">" + std::to_string(profile.sites.size() - sites_shown) +
+                  " others</td></tr>\n";
     return result + "</tbody>\n</table>\n</div>\n</section>\n";
 }
 
@@ -217,6 +225,8 @@ std::string as_html(const profile &profile) {
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n<title>" +
         escaped(program.substr(program.rfind('/') + 1)) + ": SVE profile</title>\n<style>" + style +
         "</style>\n</head>\n<body>\n<main>\n" + header(profile, functions) + routes(profile);
+    if (profile.has_several_modules())
+        result += groups(profile, "By module", profile.of_modules(), false);
     if (!profile.sites.empty())
         result += "<div class=\"pair\">\n" + groups(profile, "By function", functions, true) +
                   groups(profile, "By family", profile.families(), false) + "</div>\n" +

@@ -51,6 +51,12 @@ std::string as_json(const profile &profile) {
     const auto module_index = [](const profile::site &site) {
         return site.module ? std::to_string(*site.module) : "null";
     };
+    std::vector<profile::group> of_modules(profile.modules.size());
+    for (const profile::site &site : profile.sites)
+        if (site.module) {
+            of_modules[*site.module].count += site.count;
+            of_modules[*site.module].sites++;
+        }
     const auto strings = [](const std::string &text) { return quoted(text); };
 
     // clang-format off
@@ -61,10 +67,13 @@ std::string as_json(const profile &profile) {
            "  \"vector_bits\": " + std::to_string(profile.vector_bits) + ",\n"
            "  \"total\": " + std::to_string(profile.total) + ",\n" +
            list("notes", profile.notes, strings) + ",\n" +
-           list("modules", profile.modules, [](const profile::module &module) {
+           list("modules", profile.modules, [&](const profile::module &module) {
+               const profile::group &group = of_modules[&module - profile.modules.data()];
                return "{\"path\": " + quoted(module.path) +
                       ", \"start\": " + quoted_hexadecimal(module.start) +
-                      ", \"end\": " + quoted_hexadecimal(module.end) + "}";
+                      ", \"end\": " + quoted_hexadecimal(module.end) + ", " +
+                      counted(group.count) +
+                      ", \"sites\": " + std::to_string(group.sites) + "}";
            }) + ",\n" +
            list("routes", profile.routes(), group) + ",\n" +
            list("families", profile.families(), group) + ",\n" +

@@ -3,13 +3,13 @@
 
 #include "tools/child.h"
 #include "tools/profile.h"
+#include "tools/profile_output.h"
 #include "tools/refusal.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <stdexcept>
 #include <string_view>
 #include <sys/mman.h>
@@ -20,18 +20,6 @@ namespace sverun {
 namespace {
 
 constexpr std::string_view not_started = "not started\n";
-
-bool write_all(int file, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = write(file, text.data(), text.size());
-        if (written == -1 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        text.remove_prefix(static_cast<size_t>(written));
-    }
-    return true;
-}
 
 std::string content_of(int file) {
     std::string content;
@@ -66,11 +54,7 @@ std::optional<profile> understood(const std::string &record) {
 
 void run_with_profile(const profile_request &request, const std::vector<std::string> &command,
                       const std::function<void(const std::string &)> &become) {
-    int output = STDERR_FILENO;
-    if (!request.file.empty())
-        output = open(request.file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (output == -1)
-        throw refusal(status_cannot_run, request.file + ": " + strerror(errno));
+    const profile_output output(request.file);
     // A file without a name, which the client library finds in this process.
     const int record = memfd_create("profile", MFD_CLOEXEC);
     if (record == -1)
@@ -83,23 +67,26 @@ void run_with_profile(const profile_request &request, const std::vector<std::str
             become("-profile\n" + record_path + "\n-profile_process\n" + std::to_string(getpid()) +
                    "\n");
         } catch (...) {
-            write_all(record, not_started);
+            [[maybe_unused]] const auto written =
+                write(record, not_started.data(), not_started.size());
             throw;
         }
     });
 
-    // Who reads this may be gone; the status is the program's all the same.
+    // Who reads this may be gone, or the file too large; the status is the program's all the same.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     const std::string content = content_of(record);
     if (std::optional<profile> profile = understood(content)) {
         profile->command = command;
         add_symbols(*profile);
         const std::string text = request.format == "json"   ? as_json(*profile)
                                  : request.format == "html" ? as_html(*profile)
-                                                            : as_text(*profile);
-        if (!write_all(output, text) && errno != EPIPE)
-            std::fprintf(stderr, "sverun: no profile: %s: %s\n", request.file.c_str(),
-                         strerror(errno));
+                                                            : as_text(*profile, output.columns());
+        const int error = output.write(text);
+        if (error != 0 && error != EPIPE)
+            std::fprintf(stderr, "sverun: no profile: %s: %s\n", readable(output.name()).c_str(),
+                         strerror(error));
     } else if (content != not_started) {
         std::fprintf(stderr, "sverun: no profile: %s\n",
                      content.empty() ? end_of_program(status).c_str() : "its record is incomplete");

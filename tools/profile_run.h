@@ -8,7 +8,7 @@ namespace sverun {
 
 // Where the profile goes and what it looks like.
 struct profile_request {
-    std::string file;   // empty: the standard error stream
+    std::string file;   // empty: the standard error stream; "-": standard output
     std::string format; // empty: text
 };
 

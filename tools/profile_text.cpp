@@ -1,13 +1,15 @@
-// A profile for the terminal: at most 100 columns.
+// A profile as text. Only on a terminal names are cut, so that its lines stay lines.
 #include "tools/profile.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
+#include <vector>
 
 namespace sverun {
 namespace {
 
-constexpr size_t columns = 100, gap = 2;
+constexpr size_t gap = 2;
 constexpr size_t functions_shown = 20, sites_shown = 40;
 
 bool begins_character(char c) {
@@ -18,26 +20,53 @@ size_t width_of(const std::string &text) {
     return static_cast<size_t>(std::count_if(text.begin(), text.end(), begins_character));
 }
 
-// The first `width` characters at most; where some are left out, dots say so.
-std::string shortened(const std::string &text, size_t width) {
-    if (width_of(text) <= width)
-        return text;
-    size_t end = 0;
-    for (size_t characters = 0; end < text.size(); end++)
-        if (begins_character(text[end]) && ++characters > width - 2)
-            break;
-    return text.substr(0, end) + "..";
+// `count` characters from the one with the number `first` on.
+std::string part(const std::string &text, size_t first, size_t count) {
+    std::string result;
+    size_t number = 0; // of the next character
+    for (const char c : text) {
+        number += begins_character(c);
+        if (number > first && number <= first + count)
+            result += c;
+    }
+    return result;
 }
 
-// Columns as wide as their widest cell, but for one that gives way if a line gets too long.
+// `width` characters at most; an ellipsis stands for those in the middle.
+std::string shortened(const std::string &text, size_t width) {
+    const size_t all = width_of(text);
+    if (all <= width || width == 0)
+        return text;
+    const size_t tail = (width - 1) / 2;
+    return part(text, 0, width - 1 - tail) + "…" + part(text, all - tail, tail);
+}
+
+// Broken at spaces into lines of `width` characters, where they can be.
+std::string wrapped(const std::string &text, size_t width) {
+    std::string result, word;
+    size_t used = 0;
+    std::istringstream words(text);
+    while (std::getline(words, word, ' ')) {
+        const bool fits = width == 0 || used + 1 + width_of(word) <= width;
+        if (!result.empty())
+            result += fits ? ' ' : '\n';
+        used = fits && !result.empty() ? used + 1 + width_of(word) : width_of(word);
+        result += word;
+    }
+    return result + '\n';
+}
+
+// Columns as wide as their widest cell. One that has only empty cells is left out. Where lines get
+// too long, columns of names give way.
 class table {
 public:
+    enum kind { number, name, spare_name }; // the last one goes first
     struct column {
         std::string title;
-        bool to_the_right = false;
+        kind is = name;
     };
-    table(std::vector<column> columns, size_t giving_way)
-        : columns_(std::move(columns)), giving_way_(giving_way) {}
+    table(std::vector<column> columns, size_t width)
+        : columns_(std::move(columns)), width_(width) {}
 
     void add(std::vector<std::string> cells) {
         for (std::string &cell : cells)
@@ -46,27 +75,11 @@ public:
     }
 
     std::string text() const {
-        std::vector<size_t> widths;
-        size_t total = 0;
-        for (size_t i = 0; i < columns_.size(); i++) {
-            size_t width = width_of(columns_[i].title);
-            for (const auto &row : rows_)
-                width = std::max(width, width_of(row[i]));
-            widths.push_back(width);
-            total += width + gap;
-        }
-        // If that doesn't suffice, so does the last one; both keep some room.
-        for (const size_t i : {giving_way_, columns_.size() - 1}) {
-            const size_t least = std::min<size_t>(widths[i], 16);
-            while (total > columns && widths[i] > least) {
-                widths[i]--;
-                total--;
-            }
-        }
         std::string result;
         std::vector<std::string> titles;
         for (const column &column : columns_)
             titles.push_back(column.title);
+        const std::vector<size_t> widths = fitted_widths();
         append(result, titles, widths);
         for (const auto &row : rows_)
             append(result, row, widths);
@@ -74,14 +87,59 @@ public:
     }
 
 private:
+    std::vector<size_t> natural_widths() const {
+        std::vector<size_t> widths;
+        for (size_t i = 0; i < columns_.size(); i++) {
+            size_t width = 0;
+            for (const auto &row : rows_)
+                width = std::max(width, width_of(row[i]));
+            widths.push_back(width ? std::max(width, width_of(columns_[i].title)) : 0);
+        }
+        return widths;
+    }
+
+    // Makes the widest names narrower until a line fits. False if that leaves less than `least`.
+    bool fit(std::vector<size_t> &widths, size_t least) const {
+        size_t line = 0;
+        for (const size_t width : widths)
+            line += width ? gap + width : 0;
+        for (; width_ != 0 && line > width_; line--) {
+            size_t *widest = nullptr;
+            for (size_t i = 0; i < widths.size(); i++)
+                if (columns_[i].is != number && widths[i] > least &&
+                    (!widest || widths[i] >= *widest))
+                    widest = &widths[i];
+            if (!widest)
+                return false;
+            --*widest;
+        }
+        return true;
+    }
+
+    // 0: the column is left out.
+    std::vector<size_t> fitted_widths() const {
+        constexpr size_t readable_width = 14;
+        std::vector<size_t> widths = natural_widths();
+        if (fit(widths, readable_width))
+            return widths;
+        widths = natural_widths();
+        for (size_t i = 0; i < columns_.size(); i++)
+            if (columns_[i].is == spare_name)
+                widths[i] = 0;
+        fit(widths, 1);
+        return widths;
+    }
+
     void append(std::string &result, const std::vector<std::string> &cells,
                 const std::vector<size_t> &widths) const {
         std::string line;
         for (size_t i = 0; i < cells.size(); i++) {
+            if (widths[i] == 0)
+                continue;
             const std::string cell = shortened(cells[i], widths[i]);
             const std::string space(widths[i] - width_of(cell), ' ');
             line +=
-                std::string(gap, ' ') + (columns_[i].to_the_right ? space + cell : cell + space);
+                std::string(gap, ' ') + (columns_[i].is == number ? space + cell : cell + space);
         }
         line.erase(line.find_last_not_of(' ') + 1);
         result += line + '\n';
@@ -89,81 +147,92 @@ private:
 
     std::vector<column> columns_;
     std::vector<std::vector<std::string>> rows_;
-    size_t giving_way_;
+    size_t width_;
 };
 
-// A table of the groups: the first `shown` and, in one line, the others.
+// A table of groups: the first `shown` and, in one line, the others. Those of functions tell more.
+// Names of functions stand last, since they may be long.
 std::string group_table(const profile &profile, const std::string &title,
-                        const std::vector<profile::group> &groups, size_t shown, bool with_source) {
-    std::vector<table::column> columns = {
-        {"share", true}, {"count", true}, {"sites", true}, {title}};
-    if (with_source)
-        columns.push_back({"hottest at"});
-    table table(columns, 3);
-    const auto add = [&](uint64_t count, size_t sites, const std::string &name,
-                         const std::string &source) {
-        std::vector<std::string> cells = {percent(profile.share(count)), std::to_string(count),
-                                          std::to_string(sites), name};
-        if (with_source)
-            cells.push_back(source);
-        table.add(cells);
+                        const std::vector<profile::group> &groups, size_t width,
+                        size_t shown = ~size_t{0}, bool of_functions = false) {
+    table table({{"share", table::number},
+                 {"count", table::number},
+                 {"sites", table::number},
+                 {"hottest at"},
+                 {"module"},
+                 {title}},
+                width);
+    const bool with_module = of_functions && profile.has_several_modules();
+    const auto add = [&](uint64_t count, size_t sites, const std::string &source,
+                         const std::string &module, const std::string &name) {
+        table.add({percent(profile.share(count)), std::to_string(count), std::to_string(sites),
+                   source, module, name});
     };
     uint64_t count = 0;
     size_t sites = 0;
     for (size_t i = 0; i < groups.size(); i++)
         if (i < shown) {
-            add(groups[i].count, groups[i].sites, groups[i].name,
-                profile::source(*groups[i].first));
+            const profile::site &first = *groups[i].first;
+            add(groups[i].count, groups[i].sites, of_functions ? profile::source(first) : "",
+                with_module ? profile.module_name(first) : "", groups[i].name);
         } else {
             count += groups[i].count;
             sites += groups[i].sites;
         }
     if (groups.size() > shown)
-        add(count, sites, std::to_string(groups.size() - shown) + " others", "");
+        add(count, sites, "", "", std::to_string(groups.size() - shown) + " others");
+    return table.text();
+}
+
+std::string site_table(const profile &profile, size_t width) {
+    table table({{"share", table::number},
+                 {"count", table::number},
+                 {"address", table::number},
+                 {"instruction"},
+                 {"handler", table::spare_name},
+                 {"source"},
+                 {"module"},
+                 {"function"}},
+                width);
+    const bool with_module = profile.has_several_modules();
+    uint64_t others = profile.total;
+    for (size_t i = 0; i < profile.sites.size() && i < sites_shown; i++) {
+        const profile::site &site = profile.sites[i];
+        table.add({percent(profile.share(site.count)), std::to_string(site.count),
+                   hexadecimal(site.file_address), site.instruction, site.handler,
+                   profile::source(site), with_module ? profile.module_name(site) : "",
+                   profile.place(site)});
+        others -= site.count;
+    }
+    if (profile.sites.size() > sites_shown)
+        table.add({percent(profile.share(others)), std::to_string(others), "", "", "", "", "",
+                   std::to_string(profile.sites.size() - sites_shown) + " others"});
     return table.text();
 }
 
 } // namespace
 
-std::string as_text(const profile &profile) {
+std::string as_text(const profile &profile, size_t columns) {
     std::string result = "Profile of";
     for (const std::string &word : profile.command)
         result += ' ' + word;
-    result = shortened(readable(result), columns) + "\n" + std::to_string(profile.total) +
-             " SVE instructions of " + std::to_string(profile.vector_bits) + "-bit vectors at " +
-             std::to_string(profile.sites.size()) +
-             (profile.sites.size() == 1 ? " address\n" : " addresses\n");
+    result = shortened(readable(result), columns) + "\n" +
+             wrapped(std::to_string(profile.total) + " SVE instructions of " +
+                         std::to_string(profile.vector_bits) + "-bit vectors at " +
+                         std::to_string(profile.sites.size()) +
+                         (profile.sites.size() == 1 ? " address" : " addresses"),
+                     columns);
     if (profile.sites.empty())
         return result;
-
-    table sites({{"share", true},
-                 {"count", true},
-                 {"address", true},
-                 {"handler"},
-                 {"function"},
-                 {"source"}},
-                4);
-    uint64_t others = profile.total;
-    for (size_t i = 0; i < profile.sites.size() && i < sites_shown; i++) {
-        const profile::site &site = profile.sites[i];
-        sites.add({percent(profile.share(site.count)), std::to_string(site.count),
-                   hexadecimal(site.file_address), site.handler, profile.place(site),
-                   profile::source(site)});
-        others -= site.count;
-    }
-    if (profile.sites.size() > sites_shown)
-        sites.add({percent(profile.share(others)), std::to_string(others), "",
-                   std::to_string(profile.sites.size() - sites_shown) + " others", "", ""});
-    const auto functions = profile.functions();
-    result +=
-        "\nBy function\n" + group_table(profile, "function", functions, functions_shown, true);
-    result += "\nBy instruction\n" + sites.text();
-    const auto families = profile.families();
-    result += "\nBy family\n" + group_table(profile, "family", families, families.size(), false);
-    const auto routes = profile.routes();
-    result += "\nBy route\n" + group_table(profile, "route", routes, routes.size(), false);
+    if (profile.has_several_modules())
+        result += "\nBy module\n" + group_table(profile, "module", profile.of_modules(), columns);
+    result += "\nBy function\n" +
+              group_table(profile, "function", profile.functions(), columns, functions_shown, true);
+    result += "\nBy instruction\n" + site_table(profile, columns);
+    result += "\nBy family\n" + group_table(profile, "family", profile.families(), columns);
+    result += "\nBy route\n" + group_table(profile, "route", profile.routes(), columns);
     for (const std::string &note : profile.notes)
-        result += "\nNote: " + readable(note) + '\n';
+        result += '\n' + wrapped("Note: " + readable(note), columns);
     return result;
 }
 

@@ -2,11 +2,10 @@
 #include "tools/profile.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <spawn.h>
 #include <sstream>
 #include <string_view>
@@ -25,17 +24,23 @@ constexpr const char *binutils_package = "binutils";
 constexpr const char *binutils_package = "binutils-aarch64-linux-gnu";
 #endif
 
+const std::string lines_tool = BINUTILS_PREFIX "addr2line";
+const std::string text_tool = BINUTILS_PREFIX "objdump";
+const std::string sections_tool = BINUTILS_PREFIX "readelf";
+
+using text_lines = std::vector<std::string>;
+
 // Runs a tool of binutils on `input`, its standard input, and returns the lines that it writes:
-// none if it isn't there.
-std::vector<std::string> lines_of(std::vector<std::string> command, std::string_view input) {
-    std::vector<std::string> lines;
+// nothing if it isn't there.
+std::optional<text_lines> lines_of(std::vector<std::string> command, std::string_view input) {
+    text_lines lines;
     // A file, so that nobody waits for the other.
     const int in = memfd_create("input", MFD_CLOEXEC);
     int out[2] = {-1, -1};
     if (in == -1 || write(in, input.data(), input.size()) != static_cast<ssize_t>(input.size()) ||
         lseek(in, 0, SEEK_SET) != 0 || pipe2(out, O_CLOEXEC) != 0) {
         close(in);
-        return lines;
+        return std::nullopt;
     }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -58,7 +63,7 @@ std::vector<std::string> lines_of(std::vector<std::string> command, std::string_
         output.append(buffer, static_cast<size_t>(got));
     close(out[0]);
     if (!started)
-        return lines;
+        return std::nullopt;
     int status;
     waitpid(tool, &status, 0);
     std::istringstream stream(output);
@@ -77,55 +82,82 @@ void set_source(profile::site &site, std::string place) {
     site.line = static_cast<unsigned>(std::strtoul(place.c_str() + colon + 1, nullptr, 10));
 }
 
-void add_functions(profile &profile) {
+// Whether the file has the symbols of all its functions, not only of those that it exports.
+bool has_symbols(const std::string &path) {
+    const auto sections = lines_of({sections_tool, "-SW", path}, "");
+    return !sections || std::ranges::any_of(*sections, [](const std::string &line) {
+        return line.find(" SYMTAB ") != std::string::npos;
+    });
+}
+
+// What isn't known of these sites of one module, and why.
+std::optional<std::string> note_on(const profile::module &module,
+                                   const std::vector<profile::site *> &sites) {
+    const auto without = [&sites](auto member) {
+        return static_cast<size_t>(std::ranges::count_if(
+            sites, [member](const profile::site *site) { return (site->*member).empty(); }));
+    };
+    const size_t nameless = without(&profile::site::function);
+    const size_t lineless = without(&profile::site::file);
+    if (nameless == 0 && lineless == 0)
+        return std::nullopt;
+    if (!has_symbols(module.path))
+        return module.name() + (nameless == sites.size()
+                                    ? " has no symbols: it was stripped"
+                                    : " was stripped: a function that it does not export has the "
+                                      "name of one that it does");
+    if (lineless == sites.size())
+        return module.name() + " has no source lines: build it with -g";
+    if (lineless != 0)
+        return "parts of " + module.name() + " have no source lines: build all of it with -g";
+    return std::nullopt;
+}
+
+// False if there is no tool for it.
+bool add_functions(profile &profile) {
     for (size_t i = 0; i < profile.modules.size(); i++) {
         const profile::module &module = profile.modules[i];
         std::vector<profile::site *> sites;
-        std::string addresses;
         for (profile::site &site : profile.sites)
-            if (site.module == i) {
-                char line[24];
-                std::snprintf(line, sizeof line, "%" PRIx64 "\n", site.file_address);
-                addresses += line;
+            if (site.module == i)
                 sites.push_back(&site);
-            }
+        if (!module.is_readable)
+            continue;
+        std::string addresses;
+        for (const profile::site *site : sites)
+            addresses += hexadecimal(site->file_address) + '\n';
         // Two lines for each. Not the chain of inlined functions: the function is the one in whose
         // source the instruction stands.
-        const std::vector<std::string> lines =
-            lines_of({BINUTILS_PREFIX "addr2line", "-f", "-C", "-e", module.path}, addresses);
-        if (lines.empty()) {
-            profile.notes.push_back("no functions of " + module.path +
-                                    ": " BINUTILS_PREFIX
-                                    "addr2line is missing or can't read it; it is in the Debian "
-                                    "package " +
-                                    binutils_package);
+        const auto lines = lines_of({lines_tool, "-f", "-C", "-e", module.path}, addresses);
+        if (!lines)
+            return false;
+        if (lines->empty()) {
+            profile.notes.push_back("no functions and source lines of " + module.path + ": " +
+                                    lines_tool + " can't read it");
             continue;
         }
-        bool functions = false, sources = false;
-        for (size_t n = 0; n < sites.size() && 2 * n + 1 < lines.size(); n++) {
-            if (lines[2 * n] != "??")
-                sites[n]->function = lines[2 * n];
-            set_source(*sites[n], lines[2 * n + 1]);
-            functions |= !sites[n]->function.empty();
-            sources |= !sites[n]->file.empty();
+        for (size_t n = 0; n < sites.size() && 2 * n + 1 < lines->size(); n++) {
+            if ((*lines)[2 * n] != "??")
+                sites[n]->function = (*lines)[2 * n];
+            set_source(*sites[n], (*lines)[2 * n + 1]);
         }
-        if (!functions)
-            profile.notes.push_back(module.name() + " has no symbols: it was stripped");
-        else if (!sources)
-            profile.notes.push_back(module.name() + " has no source lines: build it with -g");
+        if (const auto note = note_on(module, sites))
+            profile.notes.push_back(*note);
     }
+    return true;
 }
 
-void add_instructions(profile &profile) {
+// False if there is no tool for it.
+bool add_instructions(profile &profile) {
     std::string words;
     for (const profile::site &site : profile.sites)
         for (unsigned shift = 0; shift < 32; shift += 8)
             words += static_cast<char>(site.word >> shift);
+    const auto lines =
+        lines_of({text_tool, "-D", "-z", "-b", "binary", "-m", "aarch64", "/dev/stdin"}, words);
     // "   0:\t25a0c020 \tadd\tz0.s, z0.s, #1", with other lines before the first; one line each.
     size_t place = 0;
-    for (const std::string &line : lines_of(
-             {BINUTILS_PREFIX "objdump", "-D", "-z", "-b", "binary", "-m", "aarch64", "/dev/stdin"},
-             words)) {
+    for (const std::string &line : lines.value_or(text_lines{})) {
         const size_t address = line.find_first_not_of(' ');
         const size_t word = line.find(":\t");
         if (word == std::string::npos ||
@@ -140,14 +172,26 @@ void add_instructions(profile &profile) {
         std::replace(instruction.begin(), instruction.end(), '\t', ' ');
         place += 4;
     }
+    return lines.has_value();
 }
 
 } // namespace
 
 void add_symbols(profile &profile) {
-    add_functions(profile);
-    if (!profile.sites.empty())
-        add_instructions(profile);
+    if (profile.sites.empty())
+        return;
+    const bool has_functions = add_functions(profile);
+    const bool has_text = add_instructions(profile);
+    if (has_functions && has_text)
+        return;
+    const std::string what = has_functions ? "text of instructions"
+                             : has_text    ? "functions and source lines"
+                                           : "functions, source lines and text of instructions";
+    const std::string tools = has_functions ? text_tool + " is"
+                              : has_text    ? lines_tool + " is"
+                                            : lines_tool + " and " + text_tool + " are";
+    profile.notes.push_back("no " + what + ": " + tools + " missing; install the Debian package " +
+                            binutils_package);
 }
 
 } // namespace sverun

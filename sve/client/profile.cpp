@@ -1,20 +1,26 @@
 #include "sve/client/profile.h"
 
 #include "sve/client/client.h"
+#include "sve/client/dynamorio_call.h"
 #include "sve/core/sve_utils.h"
 #include "sve/core/vector_length.h"
 
 #include "droption.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -75,38 +81,84 @@ private:
     char buffer_[4 * longest];
 };
 
-// Tells for ascending addresses when they come to another module.
-class module_walk {
-public:
-    module_walk() = default;
-    ~module_walk() { forget(); }
-    module_walk(const module_walk &) = delete;
-    module_walk &operator=(const module_walk &) = delete;
+struct noted_module {
+    uintptr_t start, end;
+    std::string path;
+    std::optional<size_t> number; // in the file
+};
 
-    // The module that holds `pc`, if it isn't that of the address before.
-    const module_data_t *entered(app_pc pc) {
-        if (module_ && pc < module_->end)
-            return nullptr;
-        // A look-up may read the whole list of the mappings, and a page belongs to one of them.
-        const uintptr_t page = reinterpret_cast<uintptr_t>(pc) / static_cast<size_t>(page_size);
-        if (page == page_of_none_)
-            return nullptr;
-        forget();
-        module_ = dr_lookup_module(pc);
-        if (!module_)
-            page_of_none_ = page;
-        return module_;
+// What is at one address: a module may be unloaded, and another one take its place.
+struct noted_code {
+    std::optional<size_t> module; // none: the program made the code
+    uint32_t word;
+
+    auto operator<=>(const noted_code &) const = default;
+};
+
+// All of it is guarded by icounts_mutex.
+class site_notes {
+public:
+    std::optional<size_t> module_of(const module_data_t *data) {
+        if (!data)
+            return std::nullopt;
+        const auto start = reinterpret_cast<uintptr_t>(data->start);
+        const auto end = reinterpret_cast<uintptr_t>(data->end);
+        const char *path = data->full_path ? data->full_path : "";
+        size_t i = 0;
+        while (i < modules.size() && (modules[i].start != start || modules[i].path != path))
+            i++;
+        if (i == modules.size())
+            modules.push_back({start, end, path, std::nullopt});
+        modules[i].end = std::max(modules[i].end, end);
+        return i;
     }
+
+    void note(uintptr_t pc, const noted_code &code) {
+        const auto [at, is_new] = running_.try_emplace(pc, running{code, 0});
+        if (is_new || at->second.code == code)
+            return;
+        settle(pc, at->second);
+        at->second.code = code;
+    }
+
+    // The counts of all that has been noted.
+    const auto &counts() {
+        for (auto &[pc, running] : running_)
+            settle(pc, running);
+        return counts_;
+    }
+
+    std::vector<noted_module> modules;
 
 private:
-    void forget() {
-        if (module_)
-            dr_free_module_data(module_);
-        module_ = nullptr;
+    struct running {
+        noted_code code;
+        uint64_t settled; // of the address's count
+    };
+
+    void settle(uintptr_t pc, running &at) {
+        const auto row = icounts.find(reinterpret_cast<unsigned int *>(pc));
+        if (row == icounts.end())
+            return;
+        const uint64_t count = row->second.second.load();
+        counts_[{pc, at.code}] += count - at.settled;
+        at.settled = count;
     }
-    module_data_t *module_ = nullptr;
-    uintptr_t page_of_none_ = 0;
+
+    std::map<uintptr_t, running> running_;
+    std::map<std::pair<uintptr_t, noted_code>, uint64_t> counts_;
 };
+
+// Never destroyed: a thread may still be emulating when the process ends.
+site_notes &notes() {
+    static site_notes &all = *new site_notes;
+    return all;
+}
+
+bool has_profile() {
+    return profile_file.specified() && (!profile_process.specified() ||
+                                        profile_process.get_value() == std::to_string(getpid()));
+}
 
 const char *route_name(sve::handler_route route) {
     switch (route) {
@@ -122,32 +174,48 @@ const char *route_name(sve::handler_route route) {
 
 } // namespace
 
+void sve::client::note_for_profile(app_pc block, app_pc pc, uint32_t word) {
+    if (!has_profile())
+        return;
+    // By the block's address, for which the platform has just been asked.
+    module_data_t *data = dr_lookup_code_module(block);
+    {
+        const std::lock_guard lock(icounts_mutex);
+        notes().note(reinterpret_cast<uintptr_t>(pc), {notes().module_of(data), word});
+    }
+    if (data)
+        dr_free_module_data(data);
+}
+
 void sve::client::write_profile() {
-    if (!profile_file.specified() ||
-        (profile_process.specified() && profile_process.get_value() != std::to_string(getpid())))
+    if (!has_profile())
         return;
 
     line_writer file(profile_file.get_value().c_str());
-    file.line("sve-profile 1\t%u\n", sve_vector_bits);
-    module_walk modules;
-    uint64_t total = 0;
+    file.line("sve-profile 2\t%u\n", sve_vector_bits);
     const std::lock_guard lock(icounts_mutex);
-    for (const auto &[address, counted] : icounts) {
-        const auto pc = reinterpret_cast<app_pc>(address);
-        if (const module_data_t *module = modules.entered(pc))
-            file.line("module\t%" PRIxPTR "\t%" PRIxPTR "\t%s\n",
-                      reinterpret_cast<uintptr_t>(module->start),
-                      reinterpret_cast<uintptr_t>(module->end),
-                      module->full_path ? module->full_path : "");
-        const auto [family, row] = find_row(counted.first);
-        const uint64_t count = counted.second.load();
-        total += count;
-        file.line("site\t%" PRIxPTR "\t%x\t%" PRIu64 "\t%s\t%s\t%s\n",
-                  reinterpret_cast<uintptr_t>(pc), counted.first, count,
-                  row ? row->name : "unknown", row ? family->name : "unknown",
+    std::vector<noted_module> &modules = notes().modules;
+    size_t modules_written = 0;
+    for (const auto &[site, count] : notes().counts()) {
+        const auto &[pc, code] = site;
+        if (count == 0)
+            continue;
+        std::string module = "-";
+        if (code.module) {
+            noted_module &noted = modules[*code.module];
+            if (!noted.number) {
+                noted.number = modules_written++;
+                file.line("module\t%" PRIxPTR "\t%" PRIxPTR "\t%s\n", noted.start, noted.end,
+                          noted.path.c_str());
+            }
+            module = std::to_string(*noted.number);
+        }
+        const auto [family, row] = find_row(code.word);
+        file.line("site\t%" PRIxPTR "\t%s\t%x\t%" PRIu64 "\t%s\t%s\t%s\n", pc, module.c_str(),
+                  code.word, count, row ? row->name : "unknown", row ? family->name : "unknown",
                   row ? route_name(row->route) : "unknown");
     }
-    file.line("end\t%" PRIu64 "\n", total);
+    file.line("end\t%" PRIu64 "\n", sve_instr_count.load());
     if (const int error = file.flush())
         dr_fprintf(STDERR, "The profile can't be written to %s: %s\n",
                    profile_file.get_value().c_str(), strerror(error));

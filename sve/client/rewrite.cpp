@@ -11,6 +11,7 @@
 // into the cpu_state.
 #include "sve/client/client.h"
 #include "sve/client/dynamorio_call.h"
+#include "sve/client/profile.h"
 #include "sve/client/upper_bytes.h"
 
 #include "sve/core/sve_utils.h"
@@ -218,6 +219,8 @@ dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t
         std::memcpy(&word, instr_get_raw_bits(instr), sizeof word);
         // What is asked for is native.
         if (const aarch64_handler handler = is_asked_for ? nullptr : is_sve(word)) {
+            if constexpr (sve::counts_instructions)
+                note_for_profile(dr_fragment_app_pc(tag), instr_get_app_pc(instr), word);
             replace(drcontext, bb, instr, word, handler);
             continue;
         }

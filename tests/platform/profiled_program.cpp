@@ -1,10 +1,12 @@
 // A program whose counts of SVE instructions are known. The first argument says what it does, the
 // second how often.
+#include <arm_neon.h>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dlfcn.h>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -58,7 +60,11 @@ static void generated(uint64_t count) {
     code[0] = 0x25a0c020; // add z0.s, z0.s, #1
     code[1] = 0xd65f03c0; // ret
     __builtin___clear_cache(reinterpret_cast<char *>(code), reinterpret_cast<char *>(code + 2));
-    while (count--)
+    for (uint64_t n = 0; n < count; n++)
+        reinterpret_cast<void (*)()>(code)();
+    code[0] = 0x25a0c040; // add z0.s, z0.s, #2
+    __builtin___clear_cache(reinterpret_cast<char *>(code), reinterpret_cast<char *>(code + 1));
+    for (uint64_t n = 0; n < 2 * count; n++)
         reinterpret_cast<void (*)()>(code)();
 }
 
@@ -75,6 +81,19 @@ int main(int argc, char **argv) {
     } else if (what == "generated") {
         counted::adds(count);
         generated(count);
+    } else if (what == "libraries") { // one after the other: the next may take a library's place
+        counted::adds(count);
+        for (int i = 3; i < argc; i++) {
+            void *library = dlopen(argv[i], RTLD_NOW);
+            if (std::strstr(argv[i], "gone"))
+                unlink(argv[i]);
+            auto *add = reinterpret_cast<uint32x4_t (*)(uint32x4_t, uint32x4_t)>(
+                dlsym(library, "library_add"));
+            for (uint64_t n = 0; n < (i - 1) * count; n++)
+                add(vdupq_n_u32(1), vdupq_n_u32(2));
+            std::printf("%p\n", reinterpret_cast<void *>(add));
+            dlclose(library);
+        }
     } else if (what == "threads") {
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; i++)

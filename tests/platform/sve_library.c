@@ -8,6 +8,7 @@ __attribute__((visibility("default"))) uint32x4_t library_add(uint32x4_t a, uint
 uint32x4_t library_add(uint32x4_t a, uint32x4_t b) {
     register uint32x4_t z0 __asm__("v0") = a;
     register uint32x4_t z1 __asm__("v1") = b;
+    // mark of library_add
     __asm__(".arch_extension sve\n\tadd z0.s, z0.s, z1.s" : "+w"(z0) : "w"(z1));
     return z0;
 }
