@@ -46,7 +46,7 @@ const std::string generated_code = "[generated code]";
 
 profile::module known_module(uint64_t start, uint64_t end, const std::string &path,
                              std::vector<std::string> &notes) {
-    profile::module module = {start, end, 0, path, true};
+    profile::module module = {start, end, 0, path, path.substr(path.rfind('/') + 1), true};
     try {
         module.first_address = first_address_of(path);
     } catch (const refusal &refusal) {
@@ -91,7 +91,7 @@ std::string profile::place(const site &site) const {
 }
 
 std::string profile::module_name(const site &site) const {
-    return site.module ? modules[*site.module].name() : generated_code;
+    return site.module ? modules[*site.module].name : generated_code;
 }
 
 std::string profile::source(const site &site) {
@@ -202,6 +202,13 @@ std::optional<profile> read_record(const std::string &text) {
     }
     if (!whole)
         return std::nullopt;
+
+    std::map<std::string, int> files_of;
+    for (const profile::module &module : result.modules)
+        files_of[module.name]++;
+    for (profile::module &module : result.modules)
+        if (files_of[module.name] > 1)
+            module.name = module.path;
     std::stable_sort(result.sites.begin(), result.sites.end(),
                      [](const auto &a, const auto &b) { return a.count > b.count; });
     return result;

@@ -15,9 +15,8 @@ struct profile {
         uint64_t start, end;    // in memory, where it was found first
         uint64_t first_address; // in the file
         std::string path;
+        std::string name; // of the file, or the path where two have the same
         bool is_readable;
-
-        std::string name() const { return path.substr(path.rfind('/') + 1); }
     };
     // One SVE instruction of the program.
     struct site {

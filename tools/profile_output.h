@@ -29,7 +29,7 @@ private:
     int stream_ = -1;      // what is written in place
     bool empties_ = false; // before that
     std::string replaced_; // the file else
-    mode_t mode_;          // that it gets
+    mode_t mode_ = 0;      // that it gets
 };
 
 } // namespace sverun

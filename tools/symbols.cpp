@@ -102,14 +102,14 @@ std::optional<std::string> note_on(const profile::module &module,
     if (nameless == 0 && lineless == 0)
         return std::nullopt;
     if (!has_symbols(module.path))
-        return module.name() + (nameless == sites.size()
-                                    ? " has no symbols: it was stripped"
-                                    : " was stripped: a function that it does not export has the "
-                                      "name of one that it does");
+        return module.name + (nameless == sites.size()
+                                  ? " has no symbols: it was stripped"
+                                  : " was stripped: a function that it doesn't export has the "
+                                    "name of one that it does");
     if (lineless == sites.size())
-        return module.name() + " has no source lines: build it with -g";
+        return module.name + " has no source lines: build it with -g";
     if (lineless != 0)
-        return "parts of " + module.name() + " have no source lines: build all of it with -g";
+        return "parts of " + module.name + " have no source lines: build all of it with -g";
     return std::nullopt;
 }
 

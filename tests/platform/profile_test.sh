@@ -183,7 +183,7 @@ for signal in TERM:15 INT:2 HUP:1 USR1:10; do
 done
 # One from the terminal reaches the program without sverun.
 if python3 -c '' 2>/dev/null; then
-    # COLUMNS FORMER_COMMAND...: on a terminal, with an interrupt when the program is ready.
+    # COLUMNS COMMAND...: on a terminal, with an interrupt when the program is ready.
     cat >on_terminal.py <<'END'
 import fcntl, os, pty, struct, sys, termios
 process, terminal = pty.fork()
