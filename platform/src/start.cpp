@@ -84,16 +84,18 @@ struct client_start {
 // Splits the words for the client into its arguments, behind its path. They are copied: programs that
 // follow get them as they are.
 void split_arguments(client_start &client, const char *given) {
-    static char copy[8192];
+    static char copy[16384]; // some paths
     if (given && std::strlen(given) >= sizeof copy)
-        refuse(125, "too many words for the client");
+        refuse(125, "the words for the client library have %zu bytes, and there is room for %zu",
+               std::strlen(given), sizeof copy - 1);
     std::strncpy(copy, given ? given : "", sizeof copy - 1);
     for (char *words = copy; *words;) {
         char *end = std::strchr(words, '\n');
         if (!end)
             break;
         if (client.argc + 1 == std::ssize(client.argv))
-            refuse(125, "too many words for the client");
+            refuse(125, "too many words for the client library: there is room for %td",
+                   std::ssize(client.argv) - 1);
         *end = '\0';
         client.argv[client.argc++] = words;
         words = end + 1;

@@ -217,6 +217,6 @@ void sve::client::write_profile() {
     }
     file.line("end\t%" PRIu64 "\n", sve_instr_count.load());
     if (const int error = file.flush())
-        dr_fprintf(STDERR, "The profile can't be written to %s: %s\n",
+        dr_fprintf(STDERR, "sverun: the profile can't be written to %s: %s\n",
                    profile_file.get_value().c_str(), strerror(error));
 }

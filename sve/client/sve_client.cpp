@@ -5,6 +5,7 @@
 #include "sve/client/client.h"
 
 #include "sve/client/profile.h"
+#include "sve/client/totals.h"
 #include "sve/core/signals.h"
 #include "sve/core/sve_utils.h"
 
@@ -88,21 +89,11 @@ void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler h
 
 // ---- The process -------------------------------------------------------------------------------
 
-static const char *exe_name() {
-    if (!exe || !exe->full_path)
-        return "unknown";
-    const char *slash = std::strrchr(exe->full_path, '/');
-    return slash ? slash + 1 : exe->full_path;
-}
-
 static void event_exit() {
     constexpr uint all_categories = 0xffffff;
     dr_log(nullptr, all_categories, 1, "SVE client exiting\n");
     if constexpr (sve::counts_instructions) {
-        fprintf(stderr, "%s: %lu SVE instructions executed\n", exe_name(),
-                sve_instr_count.load(std::memory_order_acquire));
-        fprintf(stderr, "%s: %lu Non-SVE AArch64 instructions executed\n", exe_name(),
-                aarch64_instr_count);
+        write_totals();
         write_profile();
     }
     if (exe)

@@ -8,6 +8,7 @@
 #include <string.h>
 #include <sys/auxv.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 #include <ucontext.h>
 #include <unistd.h>
 
@@ -43,6 +44,12 @@ int main(int argc, char **argv) {
     } else if (strcmp(what, "status") == 0) {
         add_pairs(1);
         return number;
+    } else if (strcmp(what, "fork") == 0) {
+        const pid_t child = fork();
+        const uint32_t sum = add_pairs(1);
+        if (child != 0)
+            waitpid(child, NULL, 0);
+        printf(child != 0 ? "%u" : "%u ", sum);
     } else if (strcmp(what, "signal") == 0) {
         add_pairs(1);
         raise(number);

@@ -141,8 +141,10 @@ for length in ${lengths//,/}; do
 done
 run "$sverun" --no-stats "$program" asks
 expect_out "1 $bytes, library 0 -1"
-for length in 384 0256 -128 many '' ../../lib/sverun/libsve_stats_128; do
-    refuses 127 "--vl=$length: no client library of that length is installed; there are: $lengths" \
+refuses 127 "--vl=384: no client library of that length is installed; there are: $lengths; .*VECTOR_BITS=384.*" \
+    "$sverun" --vl=384 "$program" pairs 1
+for length in 0256 -128 100 2176 many '' ../../lib/sverun/libsve_stats_128; do
+    refuses 2 "--vl=$length: a vector length is a multiple of 128 from 128 to 2048; .*" \
         "$sverun" --vl="$length" "$program" pairs 1
 done
 for option in --vl=256 --no-stats; do
@@ -170,6 +172,62 @@ done
 run "$sverun" --client-arg -- --client-arg foo "$program" pairs 1
 expect_status 0
 expect_out 3
+
+# ---- Totals in a file
+
+mkdir files
+cp "$program" "$(dirname "$program")/libsve_library.so" files/
+run "$sverun" --stats=files/totals "$program" pairs 5
+expect_status 0
+expect_out 15
+[[ ! -s err && $(cat files/totals) == "launched_program: 10 SVE instructions executed
+launched_program: 2 Non-SVE AArch64 instructions executed" ]] || fail "the file has $(cat files/totals)"
+ln -s files/totals link
+mv files/launched_program 'files/"a\b"'
+LD_LIBRARY_PATH=$PWD/files run "$sverun" --stats=link --stats-format=json 'files/"a\b"' fork 2
+expect_out "3 3"
+expect files/totals '  "program": "files/\\"a\\\\b\\"",'
+expect files/totals "  \"vector_bits\": $((8 * bytes)),"
+expect files/totals '  "sve_instructions": 2,'
+[[ ! -s err && -L link ]] || fail "totals on standard error, or the link is gone"
+[[ $(ls files/totals*) == files/totals ]] || fail "there is another file: $(ls files)"
+run "$sverun" --stats=/dev/full "$program" pairs 1
+expect_err "sverun: the totals can't be written to /dev/full: No space left on device"
+expect_totals launched_program 2 2
+refuses 126 '--stats=missing/file: No such file or directory' "$sverun" --stats=missing/file "$program"
+refuses 126 '--stats=files: Is a directory' "$sverun" --stats=files "$program"
+refuses 2 '--stats=err: that is where the program writes; .*' "$sverun" --stats=err "$program"
+refuses 2 '--stats=-: .*' "$sverun" --stats=- "$program"
+refuses 2 '--stats-format=json needs --stats=FILE; .*' "$sverun" --stats --stats-format=json "$program"
+refuses 2 '--stats needs what --no-stats leaves out; .*' "$sverun" --stats=file --no-stats "$program"
+refuses 2 '--stats=FILE needs an installed client .*' "$sverun" --stats=file --client "$client" "$program"
+
+# A program without SVE is told why.
+none='sverun: no SVE instruction ran: .*-march=armv8.2-a\+sve.*'
+run "$sverun" --stats "$program" words
+expect_err "$none --libraries\)"
+run "$sverun" --stats --libraries "$program" words
+expect_err "$none"
+expect_no err --libraries
+run "$sverun" --stats "$program" pairs 1
+expect_no err "no SVE instruction"
+run "$sverun" "$program" words
+expect_no err "no SVE instruction"
+
+# ---- Options in the environment
+
+SVERUN_OPTIONS=" --stats='a file' --vl=$((8 * bytes)) --trap\\-every-time " run "$sverun" "$program" environment
+expect_no out SVERUN_OPTIONS
+[[ -s "a file" ]] || fail "the options in the environment have no effect"
+SVERUN_OPTIONS='--no-stats --vl=2048' run "$sverun" --client "$client" --stats "$program" pairs 3
+expect_totals launched_program 6 2
+for wrong in "--wrong:unknown option --wrong" "word:'word' is no option" "'a:a quote is not closed: '" \
+    "--vl=1:--vl=1: a vector length .*" "--version:.* belong on the command line" '\:a backslash .*'; do
+    SVERUN_OPTIONS=${wrong%%:*} refuses 2 "SVERUN_OPTIONS: ${wrong#*:}; .*" "$sverun" "$program"
+done
+SVERUN_OPTIONS="--no-stats --profile" refuses 2 "with the options of SVERUN_OPTIONS: .*" "$sverun" "$program"
+SVERUN_OPTIONS=--wrong run "$sverun" -h
+expect_status 0
 
 # ---- How often it traps
 
@@ -226,6 +284,8 @@ refuses 127 'library /missing.so is missing or unreadable' "$sverun" --client /m
 refuses 2 "no program given; try 'sverun --help'" "$sverun"
 refuses 2 "unknown option --wrong; .*" "$sverun" --wrong "$program"
 refuses 2 "--client needs a value; .*" "$sverun" --client
+refuses 127 'out.txt: not found; .*--profile=out.txt' "$sverun" --profile out.txt "$program"
+refuses 126 './empty: .*; .*--stats=./empty' "$sverun" --stats ./empty "$program"
 run "$sverun" --client "$(dirname "$program")/libsve_library.so" "$program" pairs 1
 expect_status 127
 expect_out ""

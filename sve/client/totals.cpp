@@ -1,0 +1,123 @@
+#include "sve/client/totals.h"
+
+#include "sve/client/client.h"
+#include "sve/core/sve_utils.h"
+#include "sve/core/vector_length.h"
+
+#include "droption.h"
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+droption_t<std::string>
+    totals_file(DROPTION_SCOPE_CLIENT, "totals", "", "Where the totals go",
+                "A file that gets the totals instead of the standard error stream.");
+droption_t<std::string> totals_json(DROPTION_SCOPE_CLIENT, "totals_json", "",
+                                    "Totals as a JSON object", "The name of the program in it.");
+droption_t<std::string> none_ran(DROPTION_SCOPE_CLIENT, "none_ran", "",
+                                 "What to say where no SVE instruction ran",
+                                 "A line on the standard error stream.");
+droption_t<std::string>
+    first_process(DROPTION_SCOPE_CLIENT, "first_process", "", "The process that says so",
+                  "No other process writes the file of the totals, or the line.");
+
+std::string program_name() {
+    if (!exe || !exe->full_path)
+        return "unknown";
+    const char *slash = std::strrchr(exe->full_path, '/');
+    return slash ? slash + 1 : exe->full_path;
+}
+
+std::string as_lines(uint64_t sve_instructions, uint64_t others) {
+    const std::string name = program_name();
+    return name + ": " + std::to_string(sve_instructions) + " SVE instructions executed\n" + name +
+           ": " + std::to_string(others) + " Non-SVE AArch64 instructions executed\n";
+}
+
+std::string as_json(uint64_t sve_instructions, uint64_t others) {
+    std::string program;
+    for (const char c : totals_json.get_value()) {
+        if (c == '"' || c == '\\')
+            program += '\\';
+        program += c;
+    }
+    return "{\n"
+           "  \"format\": \"sverun-totals\",\n"
+           "  \"version\": 1,\n"
+           "  \"program\": \"" +
+           program +
+           "\",\n"
+           "  \"vector_bits\": " +
+           std::to_string(sve_vector_bits) +
+           ",\n"
+           "  \"sve_instructions\": " +
+           std::to_string(sve_instructions) +
+           ",\n"
+           "  \"other_instructions\": " +
+           std::to_string(others) +
+           "\n"
+           "}\n";
+}
+
+// 0 or the error.
+int write_all(const char *path, int flags, const std::string &text) {
+    const int file = open(path, O_WRONLY | O_CLOEXEC | flags, 0666);
+    if (file == -1)
+        return errno;
+    int error = 0;
+    for (size_t done = 0; done < text.size() && error == 0;) {
+        const ssize_t written = write(file, text.data() + done, text.size() - done);
+        if (written > 0)
+            done += static_cast<size_t>(written);
+        else if (written == 0 || errno != EINTR)
+            error = written == 0 ? EIO : errno;
+    }
+    if (close(file) != 0 && error == 0)
+        error = errno;
+    return error;
+}
+
+int write_file(const std::string &path, const std::string &text) {
+    struct stat status;
+    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        return write_all(path.c_str(), O_TRUNC, text);
+    const std::string beside = path + "." + std::to_string(getpid());
+    int error = write_all(beside.c_str(), O_CREAT | O_EXCL, text);
+    if (error == 0 && rename(beside.c_str(), path.c_str()) != 0)
+        error = errno;
+    if (error != 0 && error != EEXIST)
+        unlink(beside.c_str());
+    return error;
+}
+
+} // namespace
+
+void sve::client::write_totals() {
+    const uint64_t executed = sve_instr_count.load(std::memory_order_acquire),
+                   others = aarch64_instr_count;
+    const bool is_first =
+        !first_process.specified() || first_process.get_value() == std::to_string(getpid());
+    bool wanted = !totals_file.specified();
+    if (!wanted && is_first) {
+        const std::string path = totals_file.get_value();
+        if (const int error =
+                write_file(path, totals_json.specified() ? as_json(executed, others)
+                                                         : as_lines(executed, others))) {
+            dr_fprintf(STDERR, "sverun: the totals can't be written to %s: %s\n", path.c_str(),
+                       strerror(error));
+            wanted = true;
+        }
+    }
+    if (wanted)
+        fputs(as_lines(executed, others).c_str(), stderr);
+    if (executed == 0 && is_first && none_ran.specified())
+        dr_fprintf(STDERR, "%s\n", none_ran.get_value().c_str());
+}
