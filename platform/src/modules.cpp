@@ -95,6 +95,20 @@ const module_record *main_module() {
     return main_record.start ? &main_record : nullptr;
 }
 
+uintptr_t address_in_file(const module_record &module, uintptr_t address) {
+    // The headers lie where the file begins, in the first page as far as they are looked at.
+    const auto *header = reinterpret_cast<const Elf64_Ehdr *>(module.start);
+    constexpr size_t page = 4096;
+    uintptr_t first = 0;
+    if (header->e_phoff + header->e_phnum * sizeof(Elf64_Phdr) <= page) {
+        const auto *segments = reinterpret_cast<const Elf64_Phdr *>(module.start + header->e_phoff);
+        for (size_t i = 0; i < header->e_phnum; i++)
+            if (segments[i].p_type == PT_LOAD && segments[i].p_offset < page)
+                first = segments[i].p_vaddr - segments[i].p_offset;
+    }
+    return address - module.start + first;
+}
+
 // ---- Libraries ----------------------------------------------------------------------------------
 
 static bool libraries_emulated;

@@ -24,6 +24,9 @@ bool is_guarded(uintptr_t address);
 // be what the record's path points to.
 bool find_module(uintptr_t address, module_record &record, char *path);
 
+// The address that a module's file gives to what lies at `address`: what disassemblers show.
+uintptr_t address_in_file(const module_record &module, uintptr_t address);
+
 // Have SVE emulated in the program's libraries, too.
 void emulate_libraries();
 bool libraries_are_emulated();

@@ -1,6 +1,7 @@
 #include "platform/src/signals.h"
 
 #include "platform/src/counters.h"
+#include "platform/src/later_instructions.h"
 #include "platform/src/libc_functions.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
@@ -15,6 +16,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <ucontext.h>
 
@@ -29,18 +31,34 @@ bool is_sent(const siginfo_t *info) {
 
 // ---- To the application -------------------------------------------------------------------------
 
-// Says in one line which instruction ends the process.
+// Says in one line which instruction ends the process, and what to do.
 void say_fatal_instruction(uintptr_t pc) {
-    char path[PATH_MAX] = "";
+    char path[PATH_MAX] = "", place[PATH_MAX + 40];
     module_record module = {};
     const bool known = find_module(pc, module, path);
+    if (known)
+        snprintf(place, sizeof place, "0x%lx in %s", address_in_file(module, pc), module.path);
+    else
+        snprintf(place, sizeof place, "%p in generated code", reinterpret_cast<void *>(pc));
     a64::word_t word;
     std::memcpy(&word, reinterpret_cast<const void *>(pc), sizeof word);
-    const bool library = known && a64::is_in_sve_space(word) && !libraries_are_emulated() &&
-                         is_program_library(module);
-    say("illegal instruction 0x%08x at %p, which is not emulated, in %s%s", word,
-        reinterpret_cast<void *>(pc), known ? module.path : "no module",
-        library ? "; sverun --libraries emulates SVE in libraries" : "");
+
+    if (const later_instruction *later = find_later_instruction(word))
+        say("%s instruction 0x%08x%s%s%s at %s is not emulated: build it for SVE alone "
+            "(-march=armv8.2-a+sve)",
+            later->extension, word, later->names ? " (" : "", later->names ? later->names : "",
+            later->names ? ")" : "", place);
+    else if (!a64::is_in_sve_space(word))
+        say("illegal instruction 0x%08x at %s: this processor doesn't have it, and it is none of "
+            "SVE",
+            word, place);
+    else if (is_emulated_code(pc))
+        say("unknown SVE instruction 0x%08x at %s", word, place);
+    else if (is_program_library(module))
+        say("SVE instruction 0x%08x at %s: sverun --libraries emulates SVE in shared libraries",
+            word, place);
+    else
+        say("SVE instruction 0x%08x at %s, where SVE is not emulated", word, place);
 }
 
 // Does what the kernel does where there is no handler: nothing, or the end of the process. Only for

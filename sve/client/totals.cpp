@@ -49,27 +49,18 @@ std::string as_json(uint64_t sve_instructions, uint64_t others) {
             program += '\\';
         program += c;
     }
-    return "{\n"
-           "  \"format\": \"sverun-totals\",\n"
-           "  \"version\": 1,\n"
-           "  \"program\": \"" +
-           program +
-           "\",\n"
-           "  \"vector_bits\": " +
-           std::to_string(sve_vector_bits) +
-           ",\n"
-           "  \"sve_instructions\": " +
-           std::to_string(sve_instructions) +
-           ",\n"
-           "  \"other_instructions\": " +
-           std::to_string(others) +
-           "\n"
-           "}\n";
+    const auto member = [](const char *name, uint64_t value) {
+        return ",\n  \"" + std::string(name) + "\": " + std::to_string(value);
+    };
+    return "{\n  \"format\": \"sverun-totals\"" + member("version", 1) + ",\n  \"program\": \"" +
+           program + '"' + member("vector_bits", sve_vector_bits) +
+           member("sve_instructions", sve_instructions) + member("other_instructions", others) +
+           "\n}\n";
 }
 
 // 0 or the error.
-int write_all(const char *path, int flags, const std::string &text) {
-    const int file = open(path, O_WRONLY | O_CLOEXEC | flags, 0666);
+int write_all(const std::string &path, int flags, mode_t mode, const std::string &text) {
+    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, mode);
     if (file == -1)
         return errno;
     int error = 0;
@@ -86,14 +77,19 @@ int write_all(const char *path, int flags, const std::string &text) {
 }
 
 int write_file(const std::string &path, const std::string &text) {
-    struct stat status;
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-        return write_all(path.c_str(), O_TRUNC, text);
+    constexpr mode_t usual_mode = 0666, permissions = 0777;
+    struct stat former;
+    const bool exists = stat(path.c_str(), &former) == 0;
+    if (exists && !S_ISREG(former.st_mode))
+        return write_all(path, 0, 0, text);
     const std::string beside = path + "." + std::to_string(getpid());
-    int error = write_all(beside.c_str(), O_CREAT | O_EXCL, text);
-    if (error == 0 && rename(beside.c_str(), path.c_str()) != 0)
+    int error = write_all(beside, O_CREAT | O_EXCL, usual_mode, text);
+    if (error == EEXIST)
+        return error;
+    if (error == 0 && ((exists && chmod(beside.c_str(), former.st_mode & permissions) != 0) ||
+                       rename(beside.c_str(), path.c_str()) != 0))
         error = errno;
-    if (error != 0 && error != EEXIST)
+    if (error != 0)
         unlink(beside.c_str());
     return error;
 }

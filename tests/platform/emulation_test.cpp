@@ -436,6 +436,7 @@ TEST_F(Signals, TimerDuringEmulation) {
 
 CODE(undefined, "udf #7; add z0.s, z0.s, z1.s; ret");
 CODE(unknown, ".inst 0x25ffffff; add z0.s, z0.s, z1.s; ret"); // free among the SVE instructions
+CODE(later, ".inst 0x45420020; ret");                         // saddlb
 
 TEST_F(Signals, OwnHandlerGetsWhatIsNotEmulated) {
     handle(SIGILL, on_sigill, 0, {SIGUSR2});
@@ -491,11 +492,17 @@ TEST_F(Signals, DeathByWhatIsNotEmulated) {
     setrlimit(RLIMIT_CORE, &no_core_files);
     const testing::KilledBySignal killed(SIGILL);
     EXPECT_EXIT(run(undefined, 1, 2), killed,
-                "illegal instruction 0x00000007 at 0x[0-9a-f]+, .* in .*/emulation_test");
+                "illegal instruction 0x00000007 at 0x[0-9a-f]+ in .*/emulation_test: ");
     EXPECT_EXIT(raise(SIGILL), killed, "");
     signal(SIGILL, SIG_IGN);
     raise(SIGILL);
-    EXPECT_EXIT(run(unknown, 1, 2), killed, "illegal instruction 0x25ffffff");
+    EXPECT_EXIT(run(unknown, 1, 2), killed, "unknown SVE instruction 0x25ffffff");
+    EXPECT_EXIT(run(later, 1, 2), killed,
+                "SVE2 instruction 0x45420020 \\(.*add.*\\) at .* is not emulated");
+    code_pages pages;
+    word_t *generated = pages.write({0x45626820, ret});
+    EXPECT_EXIT(run(generated, 1, 2), killed,
+                "SVE2 instruction 0x45626820 .* at 0x[0-9a-f]+ in generated code");
     handle(SIGILL, on_sigill, static_cast<int>(SA_RESETHAND));
     EXPECT_EQ(run(undefined, 1, 2), 3u);
     EXPECT_EXIT(run(undefined, 1, 2), killed, "illegal instruction 0x00000007");

@@ -295,6 +295,6 @@ run "$sverun" --profile --client-arg foo "$program" functions
 expect err 'Usage error: Unknown option: foo'
 run "$sverun" --client-arg -profile --client-arg /missing/file "$program" functions
 expect_status 0
-expect err "The profile can't be written to /missing/file: No such file or directory"
+expect err "sverun: the profile can't be written to /missing/file: No such file or directory"
 
 finish
