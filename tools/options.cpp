@@ -315,6 +315,9 @@ void check(request &request, const formats &formats) {
         if (request.totals->as_json && request.totals->file.empty())
             throw option_error("--stats-format=json needs --stats=FILE");
     }
+    if (request.totals && request.profile && !request.totals->file.empty() &&
+        request.totals->file == request.profile->file)
+        throw option_error("--stats and --profile need different files");
     if (request.client && (request.vector_bits || !request.statistics))
         throw option_error(
             "--client names the client library itself; leave out --vl and --no-stats");

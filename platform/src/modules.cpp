@@ -11,6 +11,7 @@
 #include <elf.h>
 #include <iterator>
 #include <sys/auxv.h>
+#include <sys/mman.h>
 
 namespace platform {
 
@@ -18,24 +19,67 @@ namespace platform {
 static module_record main_record;
 static char main_path[PATH_MAX];
 
+// The segments that a module's file asks to be loaded, as far as its first page tells.
+template <class F>
+static void for_each_segment(uintptr_t start, F &&visit) {
+    const auto *header = reinterpret_cast<const Elf64_Ehdr *>(start);
+    const auto *segments = reinterpret_cast<const Elf64_Phdr *>(start + header->e_phoff);
+    constexpr size_t page = 4096;
+    if (std::memcmp(header->e_ident, ELFMAG, SELFMAG) != 0 ||
+        header->e_phoff + header->e_phnum * sizeof *segments > page)
+        return;
+    for (size_t i = 0; i < header->e_phnum; i++)
+        if (segments[i].p_type == PT_LOAD)
+            visit(segments[i]);
+}
+
+// What the module's file gives to an address is this much lower.
+static uintptr_t bias_of(uintptr_t start) {
+    uintptr_t bias = start;
+    bool found = false;
+    for_each_segment(start, [&](const Elf64_Phdr &segment) {
+        if (!found)
+            bias = start - (segment.p_vaddr - segment.p_offset);
+        found = true;
+    });
+    return bias;
+}
+
+static uintptr_t end_of_image(uintptr_t start) {
+    uintptr_t end = 0;
+    const uintptr_t bias = bias_of(start);
+    for_each_segment(start, [&](const Elf64_Phdr &segment) {
+        end = std::max(end, bias + segment.p_vaddr + segment.p_memsz);
+    });
+    return end;
+}
+
 // The file mappings around an address that were loaded as one module. A module starts where the
-// start of an ELF file is mapped; the same file may be loaded twice.
+// start of an ELF file is mapped; the same file may be loaded twice. Where a module is small, the
+// page at the start of its file may be mapped for several segments.
 static bool find_by_mappings(uintptr_t address, module_record &record, char *path) {
-    mapping candidate = {}; // start of the file that was mapped last
+    mapping candidate = {};  // start of the file that was mapped last
+    uintptr_t image_end = 0; // of it, if it is mapped so
     bool found = false;
     for_each_mapping([&](const mapping &m) {
-        const bool same = candidate.inode && m.inode == candidate.inode &&
-                          m.device == candidate.device && m.offset != 0;
+        const bool same_file =
+            candidate.inode && m.inode == candidate.inode && m.device == candidate.device;
+        // Only code is looked at: what else a program maps may have become shorter.
+        if (same_file && m.offset == 0 && (m.protection & PROT_EXEC) &&
+            (candidate.protection & (PROT_READ | PROT_EXEC)) == PROT_READ)
+            image_end = end_of_image(candidate.start);
+        const bool same = same_file && (m.offset != 0 || m.start < image_end);
         if (found && !same && m.inode != 0)
             return false;
-        if (m.inode != 0 && m.offset == 0) {
+        if (m.inode != 0 && m.offset == 0 && !same) {
             candidate = m;
+            image_end = 0;
             record.start = m.start;
         }
         if (m.inode != 0 && (same || m.offset == 0))
             record.end = m.end;
         if (m.contains(address)) {
-            if (!candidate.inode || m.inode != candidate.inode || m.device != candidate.device)
+            if (!same_file && m.start != candidate.start)
                 return false;
             found = true;
             std::strncpy(path, m.path, PATH_MAX - 1);
@@ -96,17 +140,7 @@ const module_record *main_module() {
 }
 
 uintptr_t address_in_file(const module_record &module, uintptr_t address) {
-    // The headers lie where the file begins, in the first page as far as they are looked at.
-    const auto *header = reinterpret_cast<const Elf64_Ehdr *>(module.start);
-    constexpr size_t page = 4096;
-    uintptr_t first = 0;
-    if (header->e_phoff + header->e_phnum * sizeof(Elf64_Phdr) <= page) {
-        const auto *segments = reinterpret_cast<const Elf64_Phdr *>(module.start + header->e_phoff);
-        for (size_t i = 0; i < header->e_phnum; i++)
-            if (segments[i].p_type == PT_LOAD && segments[i].p_offset < page)
-                first = segments[i].p_vaddr - segments[i].p_offset;
-    }
-    return address - module.start + first;
+    return address - bias_of(module.start);
 }
 
 // ---- Libraries ----------------------------------------------------------------------------------

@@ -7,7 +7,6 @@
 #include "droption.h"
 
 #include <cerrno>
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>

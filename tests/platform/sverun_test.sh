@@ -203,6 +203,7 @@ refuses 2 '--stats=err: that is where the program writes; .*' "$sverun" --stats=
 refuses 2 '--stats=-: .*' "$sverun" --stats=- "$program"
 refuses 2 '--stats-format=json needs --stats=FILE; .*' "$sverun" --stats --stats-format=json "$program"
 refuses 2 '--stats needs what --no-stats leaves out; .*' "$sverun" --stats=file --no-stats "$program"
+refuses 2 '--stats and --profile need different files; .*' "$sverun" --stats=file --profile=file "$program"
 refuses 2 '--stats=FILE needs an installed client .*' "$sverun" --stats=file --client "$client" "$program"
 
 # A program without SVE is told why.
