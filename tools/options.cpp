@@ -72,7 +72,7 @@ std::string version_text() {
            "-bit vectors; installed lengths: " + text_of(installed_lengths(true)) + ")\n";
 }
 
-// The texts of all errors but those of combinations, which may come from both places.
+// What is wrong with the words; where they stand is told by who catches it.
 struct option_error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
