@@ -1,46 +1,65 @@
-# What a user gets, and the Debian package of it.
+# What a user gets, by components that can each be installed when only their own targets are built:
 #
-#   bin/sverun                  for the machine that starts programs
-#   lib/sverun/                 the AArch64 libraries that sverun puts into a program
-#   share/sverun/sverun-gdb.py  what gdb has to know of programs under sverun
-#   share/sverun/examples/      AArch64 programs to try it on, with their sources
-#   share/doc, share/man        documentation
-#   include/sve, lib            for embedders: the core and the floating-point library, for the architecture
-#                               of the build, with files for CMake and pkg-config   (component development)
+#   launcher       bin/sverun, for the machine that starts programs
+#   runtime        lib/sverun/libsve_platform.so, and share/sverun/sverun-gdb.py: what gdb has to know of programs
+#   client_<bits>  lib/sverun/libsve_stats_<bits>.so and libsve_<bits>.so, for each vector length
+#   examples       share/sverun/examples/: AArch64 programs to try it on, with their sources
+#   documentation  share/doc/sverun, share/man
+#   development    include/sve, lib: for embedders the core and the floating-point library, for the architecture of the
+#                  build, with files for CMake and pkg-config
+#   debug          lib/debug/.build-id/: debug data of the libraries in lib/sverun; installed only if it is asked for
 #
-# A machine that isn't AArch64 needs two builds, which install into one place: a native one for sverun and the
-# embedder's files, and a cross build for the rest. What both have is taken from the native one unless asked
-# for by its component.
+# A machine that isn't AArch64 needs two builds, which install into one place: a native one for launcher and
+# development, and a cross build for the rest. These two of a cross build are installed only if they are asked for.
 include(CMakePackageConfigHelpers)
 if(CMAKE_CROSSCOMPILING)
     set(unless_cross EXCLUDE_FROM_ALL)
 endif()
 
+# Strips what install(TARGETS) above it has copied into the directory, which is below the prefix, by `strip OPTION`.
+# Further arguments are install()'s.
+set(debug_data "include(\"${PROJECT_SOURCE_DIR}/cmake/debug_data.cmake\")")
+function(strip_installed target option directory)
+    install(CODE "${debug_data}
+        strip_installed(\"$<TARGET_FILE:${target}>\"
+            \"\${CMAKE_INSTALL_PREFIX}/${directory}/$<TARGET_FILE_NAME:${target}>\" \"${CMAKE_STRIP}\" ${option})"
+            ${ARGN})
+endfunction()
+
 install(TARGETS sverun DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT launcher ${unless_cross})
+strip_installed(sverun --strip-all ${CMAKE_INSTALL_BINDIR} COMPONENT launcher ${unless_cross})
 if(SVE_TARGET_IS_AARCH64)
-    install(TARGETS sve_platform ${SVE_CLIENTS} LIBRARY DESTINATION ${SVE_RUNTIME_DIR})
-    install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR})
-    install(FILES tools/sverun-gdb.py DESTINATION ${SVE_SHARE_DIR})
-    install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} FILES_MATCHING PATTERN "*.c")
+    # sverun-gdb.py asks for symbols of the platform, which are few.
+    install(TARGETS sve_platform DESTINATION ${SVE_RUNTIME_DIR} COMPONENT runtime)
+    strip_installed(sve_platform --strip-debug ${SVE_RUNTIME_DIR} COMPONENT runtime)
+    install(FILES tools/sverun-gdb.py DESTINATION ${SVE_SHARE_DIR} COMPONENT runtime)
+    foreach(client IN LISTS SVE_CLIENTS)
+        string(REGEX MATCH "[0-9]+$" bits ${client})
+        install(TARGETS ${client} DESTINATION ${SVE_RUNTIME_DIR} COMPONENT client_${bits})
+        strip_installed(${client} --strip-unneeded ${SVE_RUNTIME_DIR} COMPONENT client_${bits})
+    endforeach()
+    foreach(library sve_platform ${SVE_CLIENTS})
+        install(CODE "${debug_data}
+            install_debug_data(\"$<TARGET_FILE:${library}>\" \"\${CMAKE_INSTALL_PREFIX}/lib/debug\"
+                \"${CMAKE_READELF}\" \"${CMAKE_OBJCOPY}\")"
+            COMPONENT debug EXCLUDE_FROM_ALL)
+    endforeach()
+    # Programs to look at: with symbols and lines, by which the profile names things.
+    install(TARGETS ${SVE_EXAMPLES} RUNTIME DESTINATION ${SVE_EXAMPLES_DIR} COMPONENT examples)
+    install(DIRECTORY examples/ DESTINATION ${SVE_EXAMPLES_DIR} COMPONENT examples FILES_MATCHING PATTERN "*.c")
 endif()
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/sverun)
-install(FILES README.md DESTINATION ${doc_dir})
-install(DIRECTORY docs DESTINATION ${doc_dir} PATTERN "*.1" EXCLUDE)
-install(FILES docs/sverun.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES README.md DESTINATION ${doc_dir} COMPONENT documentation)
+install(DIRECTORY docs DESTINATION ${doc_dir} COMPONENT documentation PATTERN "*.1" EXCLUDE)
+install(FILES docs/sverun.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT documentation)
 
 # ---- For embedders --------------------------------------------------------------------------------
 
 set(for_embedders COMPONENT development ${unless_cross})
-install(TARGETS sve_core_archive sve_fplib EXPORT sve-emulation
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} ${for_embedders})
-# Most of an archive is for debuggers.
-install(CODE "if(CMAKE_INSTALL_DO_STRIP)
-        foreach(archive core fplib)
-            execute_process(COMMAND ${CMAKE_STRIP} --strip-debug
-                \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libsve_\${archive}.a\"
-                COMMAND_ERROR_IS_FATAL ANY)
-        endforeach()
-    endif()" ${for_embedders})
+foreach(archive sve_core_archive sve_fplib)
+    install(TARGETS ${archive} EXPORT sve-emulation DESTINATION ${CMAKE_INSTALL_LIBDIR} ${for_embedders})
+    strip_installed(${archive} --strip-debug ${CMAKE_INSTALL_LIBDIR} ${for_embedders})
+endforeach()
 # The headers that those of the interface, sve_utils.h and signals.h, include.
 foreach(header bits cpu_state decode_maps export handler handler_row mapped_arena page_size short_mutex
                signals sve_utils vector_length vector_use)

@@ -59,6 +59,9 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+# The name by which a debugger finds the debug data of a library that was installed without it.
+add_link_options(-Wl,--build-id)
+
 # Warnings and definitions for our own targets, not for the test library's sources. sve_flags has the vector
 # length too; sve_flags_of_any_length is for what doesn't depend on it or is told another one.
 add_library(sve_flags_of_any_length INTERFACE)
