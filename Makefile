@@ -42,10 +42,10 @@ bench: build
 	build/host/bench/core_benchmark
 	bench/suite.py --setting $(BENCH) build/stage build/aarch64 build/bench
 
-# The Debian package for this machine; and, where that isn't AArch64, the one for AArch64 too.
+# The Debian packages for this machine, and for AArch64 where it is another.
 package: build
-	cpack --config build/host/CPackConfig.cmake -B build/package
-	[ "$$(uname -m)" = aarch64 ] || cpack --config build/aarch64/CPackConfig.cmake -B build/package
+	@scripts/install-packages.sh --package
+	packaging/build.sh build
 
 format:
 	git ls-files '*.h' '*.c' '*.cpp' | xargs clang-format -i

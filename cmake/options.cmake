@@ -46,8 +46,6 @@ endif()
 set(SVE_RUNTIME_DIR lib/sverun)
 set(SVE_SHARE_DIR share/sverun)
 set(SVE_EXAMPLES_DIR ${SVE_SHARE_DIR}/examples)
-set(SVE_AARCH64_BUILD ${PROJECT_SOURCE_DIR}/build/aarch64 CACHE PATH
-    "Where there is no AArch64 compiler of this build's own: the build with the AArch64 files of the package")
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

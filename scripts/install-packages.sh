@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the Debian or Ubuntu packages that building and running need; with --tests or --kernel, those that only
-# `make test` or `make kernel-test` needs, too. Does nothing where all are there. Works as root or with sudo; otherwise says what it would install.
+# Installs the Debian or Ubuntu packages that building and running need; with --tests, --package or
+# --kernel, those that only `make test`, `make package` or `make kernel-test` needs, too. Does nothing where all are
+# there. Works as root or with sudo; otherwise says what it would install.
 set -euo pipefail
 
 # qemu-user is also the SVE processor of the conformance tests.
@@ -10,6 +11,7 @@ if [[ $(uname -m) != aarch64 ]]; then
     packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross)
 fi
 [[ ${1-} != --tests ]] || packages+=(gdb-multiarch)
+[[ ${1-} != --package ]] || packages+=(debhelper)
 [[ ${1-} != --kernel ]] || packages+=(qemu-system-arm cpio)
 
 missing=()
