@@ -50,6 +50,7 @@ if(SVE_TARGET_IS_AARCH64)
 endif()
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/sverun)
 install(FILES README.md DESTINATION ${doc_dir} COMPONENT documentation)
+install(DIRECTORY recipes DESTINATION ${doc_dir} COMPONENT documentation)
 install(DIRECTORY docs DESTINATION ${doc_dir} COMPONENT documentation PATTERN "*.1" EXCLUDE)
 install(FILES docs/sverun.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT documentation)
 
