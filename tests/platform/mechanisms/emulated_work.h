@@ -87,7 +87,9 @@ inline size_t mapped_kilobytes() {
 
 // ---- Timers -------------------------------------------------------------------------------------
 
-// Two timers with signals of their own, so that one handler may interrupt the other's beginning.
+// Two timers with signals of their own, so that one handler may interrupt the other's beginning. Where handlers are
+// slow they may leave no time for anything else: the handler that has seen enough stops the timers, not the code that
+// it interrupts.
 class two_timers {
 public:
     explicit two_timers(void (*handler)(int, siginfo_t *, void *)) {
@@ -106,15 +108,20 @@ public:
         setitimer(ITIMER_REAL, &also_fast, nullptr);
     }
     ~two_timers() {
+        stop();
+        timer_delete(timer_);
+    }
+    static void stop() {
         const itimerval never = {};
         setitimer(ITIMER_REAL, &never, nullptr);
-        timer_delete(timer_);
+        const itimerspec not_again = {};
+        timer_settime(timer_, 0, &not_again, nullptr);
     }
     two_timers(const two_timers &) = delete;
     two_timers &operator=(const two_timers &) = delete;
 
 private:
-    timer_t timer_;
+    static inline timer_t timer_;
 };
 
 // ---- Instructions that have not run yet ---------------------------------------------------------
