@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <system_error>

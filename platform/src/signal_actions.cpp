@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <initializer_list>
 #include <pthread.h>
 
 using namespace platform;

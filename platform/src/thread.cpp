@@ -13,7 +13,7 @@
 #include <time.h>
 #include <unistd.h>
 
-constinit DR_THREAD_LOCAL dr_thread_area_t dr_thread_area;
+constinit DR_THREAD_LOCAL dr_thread_area_t dr_thread_area = {};
 
 // call.S reads these at their places.
 static_assert(offsetof(dr_thread_area_t, stack_top) == 96);

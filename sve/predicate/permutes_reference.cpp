@@ -2,6 +2,7 @@
 #include "sve/predicate/permutes.h"
 
 #include <cstring>
+#include <initializer_list>
 
 using namespace sve;
 

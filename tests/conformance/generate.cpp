@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fnmatch.h>
+#include <initializer_list>
 
 namespace conformance {
 

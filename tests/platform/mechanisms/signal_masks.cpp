@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <initializer_list>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>

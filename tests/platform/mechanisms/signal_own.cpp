@@ -5,6 +5,7 @@
 #include <csetjmp>
 #include <csignal>
 #include <fcntl.h>
+#include <initializer_list>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <ucontext.h>
