@@ -2,6 +2,7 @@
 
 #include "sve/client/client.h"
 #include "sve/client/dynamorio_call.h"
+#include "sve/client/write_all.h"
 #include "sve/core/sve_utils.h"
 #include "sve/core/vector_length.h"
 
@@ -62,13 +63,8 @@ public:
     }
     // 0 if everything has been written so far.
     int flush() {
-        for (size_t done = 0; done < filled_ && error_ == 0;) {
-            const ssize_t written = write(file_, buffer_ + done, filled_ - done);
-            if (written > 0)
-                done += static_cast<size_t>(written);
-            else if (written == 0 || errno != EINTR)
-                error_ = written == 0 ? EIO : errno;
-        }
+        if (error_ == 0)
+            error_ = sve::client::write_all(file_, buffer_, filled_);
         filled_ = 0;
         return error_;
     }

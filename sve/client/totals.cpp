@@ -1,6 +1,7 @@
 #include "sve/client/totals.h"
 
 #include "sve/client/client.h"
+#include "sve/client/write_all.h"
 #include "sve/core/sve_utils.h"
 #include "sve/core/vector_length.h"
 
@@ -58,21 +59,12 @@ std::string as_json(uint64_t sve_instructions, uint64_t others) {
 }
 
 // 0 or the error.
-int write_all(const std::string &path, int flags, mode_t mode, const std::string &text) {
+int open_and_write(const std::string &path, int flags, mode_t mode, const std::string &text) {
     const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC | flags, mode);
     if (file == -1)
         return errno;
-    int error = 0;
-    for (size_t done = 0; done < text.size() && error == 0;) {
-        const ssize_t written = write(file, text.data() + done, text.size() - done);
-        if (written > 0)
-            done += static_cast<size_t>(written);
-        else if (written == 0 || errno != EINTR)
-            error = written == 0 ? EIO : errno;
-    }
-    if (close(file) != 0 && error == 0)
-        error = errno;
-    return error;
+    const int error = sve::client::write_all(file, text.data(), text.size());
+    return close(file) != 0 && error == 0 ? errno : error;
 }
 
 int write_file(const std::string &path, const std::string &text) {
@@ -80,9 +72,9 @@ int write_file(const std::string &path, const std::string &text) {
     struct stat former;
     const bool exists = stat(path.c_str(), &former) == 0;
     if (exists && !S_ISREG(former.st_mode))
-        return write_all(path, 0, 0, text);
+        return open_and_write(path, 0, 0, text);
     const std::string beside = path + "." + std::to_string(getpid());
-    int error = write_all(beside, O_CREAT | O_EXCL, usual_mode, text);
+    int error = open_and_write(beside, O_CREAT | O_EXCL, usual_mode, text);
     if (error == EEXIST)
         return error;
     if (error == 0 && ((exists && chmod(beside.c_str(), former.st_mode & permissions) != 0) ||
