@@ -1,5 +1,21 @@
 # Options of the build, and the compiler flags that every target of ours shares.
 
+# What is known to build and to pass the tests. The messages are short, so that CMake leaves them in one line.
+set(compiler "${CMAKE_CXX_COMPILER_ID} ${CMAKE_CXX_COMPILER_VERSION}")
+string(REPLACE "GNU" "GCC" compiler "${compiler}")
+set(oldest_GNU 12)
+set(oldest_Clang 14)
+set(oldest "GCC ${oldest_GNU} or Clang ${oldest_Clang}")
+if(NOT DEFINED oldest_${CMAKE_CXX_COMPILER_ID})
+    message(WARNING "${compiler} has not been tried, unlike ${oldest}.")
+elseif(CMAKE_CXX_COMPILER_VERSION VERSION_LESS oldest_${CMAKE_CXX_COMPILER_ID})
+    message(FATAL_ERROR "${compiler} is too old: take ${oldest}, or a newer one.")
+endif()
+# The dynamic linker parts its list of preloaded libraries at these.
+if(PROJECT_SOURCE_DIR MATCHES "[ :$]")
+    message(FATAL_ERROR "The path has a space, a colon or a dollar sign: move the checkout.")
+endif()
+
 set(SVE_VECTOR_BITS 640 CACHE STRING "Vector length in bits: a multiple of 128 from 128 to 2048")
 set(SVE_EXTRA_VECTOR_BITS 128 256 512 1024 2048 CACHE STRING
     "Further vector lengths, for which an AArch64 build makes client libraries too; may be empty")
@@ -17,6 +33,7 @@ foreach(bits IN LISTS SVE_EXTRA_VECTOR_BITS)
     check_vector_length(SVE_EXTRA_VECTOR_BITS "${bits}")
 endforeach()
 
+option(SVE_WARNINGS_AS_ERRORS "Let a warning of the compiler end the build" OFF)
 set(SVE_SANITIZE OFF CACHE STRING
     "ON: build with address and undefined-behaviour sanitizers; thread: with the thread sanitizer")
 if(NOT SVE_SANITIZE MATCHES "^(ON|OFF|thread)$")
@@ -32,11 +49,20 @@ endif()
 
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
     set(SVE_TARGET_IS_AARCH64 TRUE)
+    # What runs inside programs has no runtime of sanitizers.
+    if(NOT SVE_SANITIZE)
+        set(SVE_HAS_PLATFORM TRUE)
+    endif()
 endif()
 
-# The lengths that this build is for, the main one first.
+# The lengths that this build is for, the main one first; and those that can be asked for by the names of their targets.
 set(SVE_ALL_VECTOR_BITS ${SVE_VECTOR_BITS})
-if(SVE_TARGET_IS_AARCH64)
+set(SVE_POSSIBLE_VECTOR_BITS ${SVE_VECTOR_BITS})
+if(SVE_HAS_PLATFORM)
+    foreach(bits RANGE 128 2048 128)
+        list(APPEND SVE_POSSIBLE_VECTOR_BITS ${bits})
+    endforeach()
+    list(REMOVE_DUPLICATES SVE_POSSIBLE_VECTOR_BITS)
     list(APPEND SVE_ALL_VECTOR_BITS ${SVE_EXTRA_VECTOR_BITS})
     list(REMOVE_DUPLICATES SVE_ALL_VECTOR_BITS)
 endif()
@@ -61,15 +87,18 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 add_link_options(-Wl,--build-id)
 
 # Warnings and definitions for our own targets, not for the test library's sources. sve_flags has the vector
-# length too; sve_flags_of_any_length is for what doesn't depend on it or is told another one.
-add_library(sve_flags_of_any_length INTERFACE)
-target_include_directories(sve_flags_of_any_length INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(sve_flags_of_any_length INTERFACE
-    -Wall -Wextra -Werror
+# length too; sve_flags_of_any_length is for what doesn't depend on it or is told another one. sve_warnings alone is for
+# programs that are compiled as a user's are.
+add_library(sve_warnings INTERFACE)
+target_compile_options(sve_warnings INTERFACE
+    -Wall -Wextra $<$<BOOL:${SVE_WARNINGS_AS_ERRORS}>:-Werror>
     # A vector wider than the host's registers is passed within one library only.
     $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>
     # The reference functions have C names only, so that they can be looked up: who calls them is C++.
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-return-type-c-linkage>)
+add_library(sve_flags_of_any_length INTERFACE)
+target_include_directories(sve_flags_of_any_length INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_libraries(sve_flags_of_any_length INTERFACE sve_warnings)
 add_library(sve_flags INTERFACE)
 target_link_libraries(sve_flags INTERFACE sve_flags_of_any_length)
 target_compile_definitions(sve_flags INTERFACE SVE_VECTOR_BITS=${SVE_VECTOR_BITS})

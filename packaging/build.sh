@@ -3,7 +3,8 @@
 #
 #     build.sh BUILDS
 #
-# BUILDS holds the builds of the presets host and aarch64. The packages go into BUILDS/package.
+# BUILDS holds the builds of the presets aarch64 and, unless this machine is one, host. The packages go into
+# BUILDS/package.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 builds=$(cd "$1" && pwd)
@@ -14,7 +15,7 @@ cp -r "$here/debian" "$work"
 cd "$work"
 
 packaged=$(dpkg-parsechangelog -S Version)
-built=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$builds/host/CMakeCache.txt")
+built=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$builds/aarch64/CMakeCache.txt")
 if [[ ${packaged%-*} != "$built" ]]; then
     echo "packaging/debian/changelog is about version ${packaged%-*}, but $built was built: add an entry for it." >&2
     exit 1

@@ -1,24 +1,45 @@
 #!/usr/bin/env bash
-# Installs the Debian or Ubuntu packages that building and running need; with --tests, --package or
-# --kernel, those that only `make test`, `make package` or `make kernel-test` needs, too. Does nothing where all are
-# there. Works as root or with sudo; otherwise says what it would install.
+# Installs the Debian or Ubuntu packages of the tools that are missing for building and running; with --tests (benchmarks
+# are among them), --package or --kernel those that only these need, too. Does nothing where all tools are there, wherever
+# they come from. Works as root or with sudo; otherwise, and on other systems, says what is missing.
 set -euo pipefail
 
-# qemu-user is also the SVE processor of the conformance tests.
-packages=(cmake ninja-build g++ googletest libbenchmark-dev qemu-user pkg-config python3)
-if [[ $(uname -m) != aarch64 ]]; then
-    # The cross compiler, and the libraries that programs run with on the processor emulator.
-    packages+=(g++-aarch64-linux-gnu libc6-dev-arm64-cross)
-fi
-[[ ${1-} != --tests ]] || packages+=(gdb-multiarch)
-[[ ${1-} != --package ]] || packages+=(debhelper)
-[[ ${1-} != --kernel ]] || packages+=(qemu-system-arm cpio)
-
 missing=()
-for package in "${packages[@]}"; do
-    if ! dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
-        missing+=("$package")
-    fi
+need() { # PACKAGE TEST...: the package, unless the test succeeds
+    "${@:2}" >/dev/null 2>&1 || missing+=("$1")
+}
+need_command() { # PACKAGE COMMAND
+    need "$1" command -v "$2"
+}
+need_command cmake cmake
+need_command ninja-build ninja
+need_command g++ "${CXX:-g++}" # the environment may name another one, as for CMake
+if [[ $(uname -m) != aarch64 ]]; then
+    need_command qemu-user qemu-aarch64
+    # The cross compiler, with the libraries that programs run with on the processor emulator. Clang uses its files.
+    version=
+    [[ ${CXX-} == *clang* ]] || version=$(grep -oE -- '-[0-9]+$' <<<"${CXX-}" || true)
+    need_command "g++$version-aarch64-linux-gnu" "aarch64-linux-gnu-g++$version"
+    need libc6-dev-arm64-cross test -e /usr/aarch64-linux-gnu/include/stdio.h
+fi
+for purpose; do
+    case $purpose in
+    --tests)
+        need_command qemu-user qemu-aarch64 # also the SVE processor to compare with
+        need_command python3 python3
+        need_command pkg-config pkg-config
+        need_command gdb-multiarch gdb-multiarch
+        need googletest test -e "${SVE_GOOGLETEST_DIR:-/usr/src/googletest}/CMakeLists.txt"
+        need libbenchmark-dev "${CXX:-g++}" -E -include benchmark/benchmark.h -x c++ /dev/null
+        ;;
+    --package)
+        need_command debhelper dh
+        ;;
+    --kernel)
+        need_command qemu-system-arm qemu-system-aarch64
+        need_command cpio cpio
+        ;;
+    esac
 done
 [[ ${#missing[@]} -gt 0 ]] || exit 0
 

@@ -142,8 +142,7 @@ std::string client_library(const request &request) {
             throw refusal(
                 status_not_found,
                 "--vl=" + bits + ": no client library of that length is installed; there are: " +
-                    text_of(lengths) + "; 'make build CMAKE_ARGS=-DSVE_EXTRA_VECTOR_BITS=" + bits +
-                    "' builds it");
+                    text_of(lengths) + "; 'make run VL=" + bits + "' in a checkout builds it");
     }
     const std::string client =
         library(request.client ? std::filesystem::path(*request.client)

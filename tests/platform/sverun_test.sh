@@ -144,7 +144,7 @@ for length in ${lengths//,/}; do
 done
 run "$sverun" --no-stats "$program" asks
 expect_out "1 $bytes, library 0 -1"
-refuses 127 "--vl=384: no client library of that length is installed; there are: $lengths; .*VECTOR_BITS=384.*" \
+refuses 127 "--vl=384: no client library of that length is installed; there are: $lengths; .*VL=384.*" \
     "$sverun" --vl=384 "$program" pairs 1
 for length in 0256 -128 100 2176 many '' ../../lib/sverun/libsve_stats_128; do
     refuses 2 "--vl=$length: a vector length is a multiple of 128 from 128 to 2048; .*" \
