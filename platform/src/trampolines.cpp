@@ -42,36 +42,6 @@ uintptr_t map_chunk(uintptr_t wanted, int flags) {
     return mapping == MAP_FAILED ? 0 : reinterpret_cast<uintptr_t>(mapping);
 }
 
-// The gap that suits best: the nearest below the site, since the heap grows behind the executable;
-// else the farthest above that a branch still reaches.
-uintptr_t choose_gap(uintptr_t site) {
-    constexpr uintptr_t lowest = uintptr_t{1} << 20; // keeps null pointers invalid
-    uintptr_t below = 0, above = 0, gap_start = lowest;
-    const auto consider = [&](uintptr_t gap_end) {
-        if (gap_end < gap_start || gap_end - gap_start < chunk_bytes)
-            return;
-        const uintptr_t last = (gap_end - chunk_bytes) & ~(chunk_bytes - 1);
-        if (last < gap_start)
-            return;
-        if (last < site) {
-            if (is_near(last, site))
-                below = last;
-            return;
-        }
-        const uintptr_t reach = (site + a64::branch_range - 2 * chunk_bytes) & ~(chunk_bytes - 1);
-        const uintptr_t candidate = std::min(last, reach);
-        if (candidate >= gap_start && is_near(candidate, site))
-            above = candidate;
-    };
-    for_each_mapping([&](const mapping &m) {
-        consider(m.start);
-        gap_start = std::max(gap_start, m.end);
-        return true;
-    });
-    consider(site + 2 * a64::branch_range);
-    return below ? below : above;
-}
-
 // A new chunk at `wanted`, or anywhere if that is 0. Null if it can't be had.
 chunk *add_chunk(uintptr_t wanted) {
     const unsigned count = chunk_count.load(std::memory_order_relaxed);
@@ -83,6 +53,50 @@ chunk *add_chunk(uintptr_t wanted) {
     chunks[count] = {start, start};
     chunk_count.store(count + 1, std::memory_order_release);
     return &chunks[count];
+}
+
+// A new chunk in one of the gaps between the mappings from `from` to `bound`, the highest one that can be had.
+chunk *add_chunk_between(uintptr_t from, uintptr_t bound) {
+    struct gap {
+        uintptr_t start, end;
+    };
+    constexpr size_t most_gaps = 64; // of more, the highest
+    gap gaps[most_gaps];
+    size_t count = 0;
+    uintptr_t gap_start = from;
+    const auto consider = [&](uintptr_t gap_end) {
+        const uintptr_t start = (gap_start + chunk_bytes - 1) & ~(chunk_bytes - 1),
+                        end = std::min(gap_end, bound) & ~(chunk_bytes - 1);
+        if (start < end)
+            gaps[count++ % most_gaps] = {start, end};
+    };
+    for_each_mapping([&](const mapping &m) {
+        consider(m.start);
+        gap_start = std::max(gap_start, m.end);
+        return gap_start < bound;
+    });
+    if (gap_start < bound)
+        consider(bound);
+
+    // A processor emulator doesn't list its own memory: a gap may be none, or have none left at its end.
+    constexpr size_t step = size_t{1} << 20;
+    for (size_t i = 1; i <= std::min(count, most_gaps); i++) {
+        const auto [start, end] = gaps[(count - i) % most_gaps];
+        for (uintptr_t place = end - chunk_bytes; place >= start; place -= step)
+            if (chunk *added = add_chunk(place))
+                return added;
+    }
+    return nullptr;
+}
+
+// A new chunk that a branch at the site reaches, and that reaches the site. Null if there is no room.
+chunk *add_near_chunk(uintptr_t site) {
+    constexpr uintptr_t range = a64::branch_range - chunk_bytes;
+    constexpr uintptr_t lowest = uintptr_t{1} << 20; // keeps null pointers invalid
+    // Below first, since the heap grows behind the executable.
+    if (chunk *below = add_chunk_between(site > lowest + range ? site - range : lowest, site))
+        return below;
+    return add_chunk_between(site, site + range);
 }
 
 template <class F>
@@ -106,8 +120,7 @@ trampoline_place take_trampoline(uintptr_t site, size_t words) {
 
     chunk *found = find_chunk(near_with_room);
     if (!found)
-        if (const uintptr_t gap = choose_gap(site))
-            found = add_chunk(gap);
+        found = add_near_chunk(site);
     if (!found)
         found = find_chunk(has_room);
     if (!found)
