@@ -6,6 +6,7 @@
 #include "platform/src/traps.h"
 
 #include <atomic>
+#include <climits>
 #include <cstddef>
 #include <pthread.h>
 #include <sys/mman.h>
@@ -156,9 +157,25 @@ static void remove_record(thread_record *record) {
     *link = record->next;
 }
 
+// The initial thread keeps its state. If it is the last one it goes on to run what the program has for its end, and
+// newer C libraries do that with all signals blocked, so that no trap could give it a state anew.
+static void initial_thread_end(void *area) {
+    static int rounds = 0;
+    if (++rounds < PTHREAD_DESTRUCTOR_ITERATIONS) {
+        pthread_setspecific(thread_end_key, area);
+        return;
+    }
+    const threads_locked locked;
+    own_record().tid = 0; // nobody waits for it
+}
+
 // A destructor of thread-specific data. Others may come after it and run emulated code: the thread
 // then gets its state anew, and this comes again in the next round of destructors.
-static void thread_end(void *) {
+static void thread_end(void *area) {
+    if (thread_id() == getpid()) {
+        initial_thread_end(area);
+        return;
+    }
     const signals_blocked blocked;
     run_on_platform_stack([] { end_thread_state(); });
     thread_record &record = own_record();
