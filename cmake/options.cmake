@@ -95,7 +95,9 @@ target_compile_options(sve_warnings INTERFACE
     # A vector wider than the host's registers is passed within one library only.
     $<$<COMPILE_LANGUAGE:CXX>:-Wno-psabi>
     # The reference functions have C names only, so that they can be looked up: who calls them is C++.
-    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-return-type-c-linkage>)
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-return-type-c-linkage>
+    # Algorithms of the C++ library use what they deprecate.
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-error=deprecated-declarations>)
 add_library(sve_flags_of_any_length INTERFACE)
 target_include_directories(sve_flags_of_any_length INTERFACE ${PROJECT_SOURCE_DIR})
 target_link_libraries(sve_flags_of_any_length INTERFACE sve_warnings)

@@ -28,10 +28,10 @@ namespace {
     }
 
 // SVE on one element, between moves that leave the other elements zero: they raise nothing.
-asm(".arch_extension sve");
 #define SVE_PROCESSOR(T, instruction)                                                              \
-    PROCESSOR("ptrue p0.d\n\tfmov d30, %d[a]\n\tfmov d31, %d[b]\n\t" instruction "\n\tfmov %" #T   \
-              "[r], " #T "30")
+    PROCESSOR(                                                                                     \
+        ".arch_extension sve\n\tptrue p0.d\n\tfmov d30, %d[a]\n\tfmov d31, %d[b]\n\t" instruction  \
+        "\n\tfmov %" #T "[r], " #T "30")
 
 // ---- Functions of the library as instructions use them -----------------------------------------------
 
@@ -53,7 +53,7 @@ T multiply_add(T addend, T n, T m, FPSCR &fpscr) {
                     fpscr);
 }
 
-constexpr FPRounding current = static_cast<FPRounding>(-1); // the mode of the control word
+constexpr FPRounding current = static_cast<FPRounding>(7); // the mode of the control word
 constexpr FPRounding mode_or_current(FPRounding rounding, FPSCR fpscr) {
     return rounding == current ? FPRoundingMode(fpscr) : rounding;
 }

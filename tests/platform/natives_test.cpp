@@ -89,7 +89,8 @@ public:
         base_ = static_cast<char *>(mmap(nullptr, reserved, PROT_NONE, flags, -1, 0));
         code = reinterpret_cast<word_t *>(base_ + reserved / 2 / page * page);
     }
-    ~code_page() { munmap(base_, bytes_); }
+    // The addresses stay taken: where everything traps each time, a block is handed over only once.
+    ~code_page() { mprotect(base_, bytes_, PROT_NONE); }
     code_page(const code_page &) = delete;
     code_page &operator=(const code_page &) = delete;
 

@@ -14,10 +14,16 @@
 #include <unistd.h>
 #include <vector>
 
+#ifdef __clang__
+#define STANDS_ALONE [[gnu::noinline]]
+#else
+#define STANDS_ALONE [[gnu::noipa]]
+#endif
+
 namespace counted {
 
 // Each `count` times, at the line behind its mark: the direct route,
-[[gnu::noipa]] void adds(uint64_t count) {
+STANDS_ALONE void adds(uint64_t count) {
     // mark of adds
     __asm__ volatile(".arch_extension sve\n1:\tadd z0.s, z0.s, #1\n\tsubs %0, %0, #1\n\tb.ne 1b"
                      : "+r"(count)
@@ -26,7 +32,7 @@ namespace counted {
 }
 // the reference route,
 template <typename T>
-[[gnu::noipa]] void counts(T count) {
+STANDS_ALONE void counts(T count) {
     // mark of counts
     __asm__ volatile(".arch_extension sve\n1:\tcntb x9\n\tsubs %0, %0, #1\n\tb.ne 1b"
                      : "+r"(count)
@@ -34,7 +40,7 @@ template <typename T>
                      : "x9", "cc");
 }
 // a handler of the direct route that has no reference function,
-[[gnu::noipa]] void loads(uint64_t count) {
+STANDS_ALONE void loads(uint64_t count) {
     static const char byte = 0;
     __asm__ volatile(".arch_extension sve\n\tptrue p0.b, vl1\n"
                      "1:\tldff1b {z0.b}, p0/z, [%1, xzr]\n\tsubs %0, %0, #1\n\tb.ne 1b"
@@ -43,7 +49,7 @@ template <typename T>
                      : "v0", "cc");
 }
 // and one that does nothing.
-[[gnu::noipa]] void
+STANDS_ALONE void
 prefetches_in_a_function_whose_name_is_much_too_long_for_a_line_of_a_terminal(uint64_t count) {
     __asm__ volatile(".arch_extension sve\n"
                      "1:\tprfb pldl1keep, p0, [sp]\n\tsubs %0, %0, #1\n\tb.ne 1b"

@@ -22,7 +22,11 @@ KERNEL int64_t row_product(const struct matrix *m, uint32_t row) {
 // Adds row times factor to a dense vector; a row has no column twice.
 KERNEL void add_row(int64_t *restrict to, const struct matrix *restrict m, uint32_t row,
                     int64_t factor) {
+#ifdef __clang__
+#pragma clang loop vectorize(assume_safety)
+#else
 #pragma GCC ivdep
+#endif
     for (uint32_t i = m->first[row]; i < m->first[row + 1]; i++)
         to[m->columns[i]] += m->values[i] * factor;
 }

@@ -33,7 +33,7 @@ __attribute__((constructor)) static void start(void) {
 static uint32_t plain(uint32_t value) {
     return value + 7;
 }
-static uint32_t (*choose(void))(uint32_t) {
+__attribute__((used)) static uint32_t (*choose(void))(uint32_t) {
     return getauxval(AT_HWCAP) & HWCAP_SVE ? add_seven : plain;
 }
 static uint32_t chosen(uint32_t value) __attribute__((ifunc("choose")));

@@ -2,6 +2,7 @@
 // instruction runs in a destructor of their own data; and threads that the C library makes.
 #include "emulated_work.h"
 
+#include <climits>
 #include <csignal>
 #include <ctime>
 #include <pthread.h>
