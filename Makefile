@@ -15,11 +15,11 @@ export CTEST_PARALLEL_LEVEL ?= $(JOBS)
 
 # The programs for this machine, and the AArch64 libraries: one build where this machine is AArch64.
 ifeq ($(shell uname -m),aarch64)
-host := aarch64
+presets := aarch64
 else
-host := host
+presets := host aarch64
 endif
-presets := $(sort $(host) aarch64)
+host := $(firstword $(presets))
 
 .PHONY: build run test kernel-test bench package format clean packages configured configured-with-tests
 .DEFAULT_GOAL := build
