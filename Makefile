@@ -49,8 +49,10 @@ endef
 build: configured
 	$(build_all)
 
-# What a program needs, and no more.
-bits = $(or $(VL),$(shell sed -n 's/^SVE_VECTOR_BITS:STRING=//p' build/aarch64/CMakeCache.txt))
+# What a program needs, and no more. What Clang has compiled wants a power of two.
+cached = $(shell sed -n 's/^$(1):[A-Z]*=//p' build/aarch64/CMakeCache.txt)
+length = $(or $(VL),$(if $(findstring clang,$(call cached,CMAKE_C_COMPILER)),512))
+bits = $(or $(length),$(call cached,SVE_VECTOR_BITS))
 run: configured
 	@[ -n '$(filter $(bits),$(shell seq 128 128 2048))' ] || \
 	    { echo "VL is '$(bits)': give a multiple of 128 from 128 to 2048" >&2; exit 2; }
@@ -60,7 +62,7 @@ run: configured
 	@for component in runtime client_$(bits) examples; do \
 	    cmake --install build/aarch64 --component $$component > /dev/null || exit; \
 	done
-	build/stage/bin/sverun $(VL:%=--vl=%) $(PROGRAM) $(ARGS)
+	build/stage/bin/sverun $(length:%=--vl=%) $(PROGRAM) $(ARGS)
 
 test: configured-with-tests
 	$(build_all)
