@@ -70,7 +70,7 @@ struct key_fields {
 struct decode_map_info {
     std::string_view name; // what stands behind decode_map__
     key_fields fields;
-    const decode_map *map;
+    decode_map *map;
     unsigned execute_position; // from 1
     unsigned is_sve_position;  // from 1
 };

@@ -12,9 +12,9 @@ enum class handler_route : unsigned char { direct, reference, no_op };
 
 // Everything that is particular to one handler stands in one row, in the rows file of its family.
 struct handler_row {
-    const char *name;      // of the handler
-    const decode_map *map; // the map that holds it
-    unsigned key;          // its key in that map
+    const char *name; // of the handler
+    decode_map *map;  // the map that holds it
+    unsigned key;     // its key in that map
     aarch64_handler handler;
     // For a handler on the direct route, the stub of its reference function: the second
     // implementation of the same operation, which only the comparison of the two runs.
@@ -23,7 +23,7 @@ struct handler_row {
     vector_use vectors = {}; // that the form's words read and write
 };
 
-// A family's rows: constant-initialised, so that they are there when the maps are built from them.
+// A family's rows: constant-initialised, so that they are there when the maps are filled from them.
 using handler_rows = std::span<const handler_row>;
 
 struct handler_family {

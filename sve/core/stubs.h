@@ -57,14 +57,14 @@ consteval auto direct_fp_stub() {
 }
 
 // The row of a handler that does nothing.
-constexpr handler_row no_op_row(const char *name, const decode_map *map, unsigned key) {
+constexpr handler_row no_op_row(const char *name, decode_map *map, unsigned key) {
     return {name, map, key, no_op, nullptr, handler_route::no_op};
 }
 
 // The row of a handler with a reference function and its operands, and with the stub of a direct routine or
 // reference_route. (Not consteval: Clang 14 doesn't let consteval functions call such with their own arguments.)
 template <auto function, class Destination, class... Operand>
-constexpr handler_row row_of(const char *name, const decode_map *map, unsigned key,
+constexpr handler_row row_of(const char *name, decode_map *map, unsigned key,
                              aarch64_handler direct) {
     return {name,
             map,
@@ -75,8 +75,7 @@ constexpr handler_row row_of(const char *name, const decode_map *map, unsigned k
             vector_use_of<Destination, Operand...>()};
 }
 template <auto function, class Destination, class... Operand>
-constexpr handler_row row_of(const char *name, const decode_map *map, unsigned key,
-                             std::nullptr_t) {
+constexpr handler_row row_of(const char *name, decode_map *map, unsigned key, std::nullptr_t) {
     return {name,
             map,
             key,
@@ -88,7 +87,7 @@ constexpr handler_row row_of(const char *name, const decode_map *map, unsigned k
 
 // The same where both tiers take the same operands in the same order: the destination is among them.
 template <auto routine, auto function, class Destination, class... Operand>
-constexpr handler_row row(const char *name, const decode_map *map, unsigned key) {
+constexpr handler_row row(const char *name, decode_map *map, unsigned key) {
     return row_of<function, Destination, Operand...>(name, map, key,
                                                      direct_stub<routine, Operand...>());
 }
@@ -96,19 +95,19 @@ constexpr handler_row row(const char *name, const decode_map *map, unsigned key)
 // The same where the destination is only written: a direct routine gets its record in front, a
 // reference function doesn't.
 template <auto routine, auto function, class Destination, class Written, class... Operand>
-constexpr handler_row row_to(const char *name, const decode_map *map, unsigned key) {
+constexpr handler_row row_to(const char *name, decode_map *map, unsigned key) {
     return row_of<function, Destination, Operand...>(name, map, key,
                                                      direct_stub<routine, Written, Operand...>());
 }
 
 // The same two where the direct routine uses the host's floating-point instructions.
 template <auto routine, auto function, class Destination, class... Operand>
-constexpr handler_row fp_row(const char *name, const decode_map *map, unsigned key) {
+constexpr handler_row fp_row(const char *name, decode_map *map, unsigned key) {
     return row_of<function, Destination, Operand...>(name, map, key,
                                                      direct_fp_stub<routine, Operand...>());
 }
 template <auto routine, auto function, class Destination, class Written, class... Operand>
-constexpr handler_row fp_row_to(const char *name, const decode_map *map, unsigned key) {
+constexpr handler_row fp_row_to(const char *name, decode_map *map, unsigned key) {
     return row_of<function, Destination, Operand...>(
         name, map, key, direct_fp_stub<routine, Written, Operand...>());
 }

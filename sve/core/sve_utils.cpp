@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 #include <tuple>
 #include <unistd.h>
@@ -22,7 +23,7 @@ static constinit row_index icounts_index(icounts_memory);
 
 decltype(icounts) icounts;
 
-int page_size = static_cast<int>(sysconf(_SC_PAGESIZE));
+int page_size = getpagesize();
 
 static constexpr handler_family families[] = {
 #define FAMILY(name, rows) {name, rows},
@@ -34,23 +35,42 @@ std::span<const handler_family> sve::handler_families() {
     return families;
 }
 
-static decode_map build_decode_map(const decode_map *which) {
-    decode_map map;
-    for (const handler_family &family : families)
-        for (const handler_row &row : family.rows)
-            if (row.map == which)
-                map.emplace(static_cast<int>(row.key), row.handler);
-    return map;
-}
-
-#define MAP(fields, execute, is_sve)                                                               \
-    decode_map decode_map__##fields = build_decode_map(&decode_map__##fields);
+// Room for the maps, which the assembler calls by their public names. They come into being together, when they are
+// needed: 44 initialisers would be most of what the client runs in a program without SVE.
+struct alignas(decode_map) map_room {
+    unsigned char bytes[sizeof(decode_map)];
+};
+#define MAP(fields, execute, is_sve) map_room room_##fields asm("decode_map__" #fields);
 SVE_DECODE_MAPS(MAP)
 #undef MAP
 
+namespace {
+struct filled_maps {
+    [[gnu::noinline]] filled_maps() { // each look-up asks for it
+        for (const decode_map_info &info : decode_map_infos)
+            std::construct_at(info.map);
+        for (const handler_family &family : families)
+            for (const handler_row &row : family.rows)
+                row.map->emplace(static_cast<int>(row.key), row.handler);
+    }
+    ~filled_maps() {
+        for (const decode_map_info &info : decode_map_infos)
+            std::destroy_at(info.map);
+    }
+};
+} // namespace
+
+static inline void need_maps() {
+    [[maybe_unused]] static const filled_maps maps;
+}
+
+// An embedder finds the maps filled. The library shows nobody its maps, and is loaded into many a program
+// that needs none: there the first look-up makes them.
 [[maybe_unused]] static const bool loaded = [] {
     if (library_loaded)
         library_loaded();
+    else
+        need_maps();
     return true;
 }();
 
@@ -69,6 +89,7 @@ static constexpr cascade is_sve_cascade = in_order(&decode_map_info::is_sve_posi
 static constexpr cascade execute_cascade = in_order(&decode_map_info::execute_position);
 
 static aarch64_handler find_handler(const cascade &maps, unsigned int word) {
+    need_maps();
     for (const decode_map_info *info : maps) {
         const auto row = info->map->find(info->fields.key(word));
         if (row != info->map->end())
@@ -83,6 +104,7 @@ aarch64_handler is_sve(unsigned int word) {
 
 // By map and key, since several rows may share one handler.
 found_row sve::find_row(unsigned int word) {
+    need_maps();
     for (const decode_map_info *info : is_sve_cascade) {
         const int key = info->fields.key(word);
         if (!info->map->count(key))

@@ -73,8 +73,8 @@ struct found_row {
 };
 found_row find_row(unsigned int word);
 
-// Called by the static initialiser when all is ready, if it is linked: the shared library has it,
-// and takes the fault signals there. Linking the core alone takes nobody's signals.
+// Called by the static initialiser at its end, if it is linked: the shared library has it, and takes
+// the fault signals there. Linking the core alone takes nobody's signals.
 [[gnu::weak]] void library_loaded();
 
 } // namespace sve

@@ -15,7 +15,7 @@ using namespace sve::memory;
 
 // The source is a direct routine's first operand, and a reference function's last.
 template <auto routine, auto function, class Source, class... Operand>
-static consteval handler_row store_row(const char *name, const decode_map *map, unsigned key) {
+static consteval handler_row store_row(const char *name, decode_map *map, unsigned key) {
     return row_of<function, to_none, Operand..., Source>(name, map, key,
                                                          direct<routine, Source, Operand...>);
 }

@@ -17,12 +17,12 @@ struct Member {
 
 // Direct routines get Zt alone; the reference functions of stores get the members behind their other operands.
 template <unsigned count, unsigned size, auto routine, auto function, class Offset>
-static consteval handler_row load_row(const char *name, const decode_map *map, unsigned key) {
+static consteval handler_row load_row(const char *name, decode_map *map, unsigned key) {
     return row_of<function, to_z_group<count>, Pg<Z>, Base, Offset>(
         name, map, key, direct<routine, Zd<size>, Pg<Z>, Base, Offset>);
 }
 template <unsigned count, unsigned size, auto routine, auto function, class Offset>
-static consteval handler_row store_row(const char *name, const decode_map *map, unsigned key) {
+static consteval handler_row store_row(const char *name, decode_map *map, unsigned key) {
     return [&]<unsigned... r>(std::integer_sequence<unsigned, r...>) {
         return row_of<function, to_none, Pg<plain>, Base, Offset, Member<r>...>(
             name, map, key, direct<routine, Zd<size>, Pg<plain>, Base, Offset>);

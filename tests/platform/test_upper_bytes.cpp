@@ -2,7 +2,7 @@
 // next block that it gets.
 #include "sve/client/dynamorio_call.h"
 #include "sve/client/upper_bytes.h"
-#include "sve/core/decode_maps.h"
+#include "sve/core/sve_utils.h"
 #include "tests/platform/native_writes.h"
 
 #include <iterator>
@@ -34,8 +34,8 @@ aarch64_decode_rc look_up(cpu_state *state, unsigned int) {
     return AARCH64_DECODE_OK;
 }
 
-// This file is linked behind those that build the maps, so they are there.
 [[maybe_unused]] const bool added = [] {
+    is_sve(0); // the first look-up makes the maps
     decode_map__31_0.emplace(0x25fffffd, name);
     decode_map__31_0.emplace(0x25fffffc, look_up);
     return true;
