@@ -114,7 +114,6 @@ char *strncpy(char *restrict to, const char *restrict from, size_t size) {
     size_t i = 0;
     for (; i < size && from[i]; i++)
         to[i] = from[i];
-    for (; i < size; i++)
-        to[i] = '\0';
+    memset(to + i, 0, size - i);
     return to;
 }

@@ -25,6 +25,8 @@ namespace {
 
 unsigned vector_bytes; // 0: no client has told
 
+unsigned long capabilities; // AT_HWCAP, if the loader has told
+
 // Whether the loader has relocated this library. Resolvers of indirect functions may ask before: then nothing
 // of another library can be called, and no function of another file of this one.
 bool is_relocated() {
@@ -53,14 +55,15 @@ long system_call(long number, long a, const void *b = nullptr, long c = 0) {
 
 unsigned long read_auxiliary_value(unsigned long type) {
     const long file = system_call(SYS_openat, AT_FDCWD, "/proc/self/auxv", O_RDONLY | O_CLOEXEC);
-    ElfW(auxv_t) entry = {};
-    bool found = false;
-    while (!found && system_call(SYS_read, file, &entry, sizeof entry) == sizeof entry)
-        found = entry.a_type == type;
+    ElfW(auxv_t) entries[64]; // the kernel has 20 or so
+    const long bytes = system_call(SYS_read, file, entries, sizeof entries);
     system_call(SYS_close, file);
-    if (!found && is_relocated())
+    for (long i = 0; (i + 1) * long{sizeof *entries} <= bytes; i++)
+        if (entries[i].a_type == type)
+            return entries[i].a_un.a_val;
+    if (is_relocated())
         errno = ENOENT;
-    return found ? entry.a_un.a_val : 0;
+    return 0;
 }
 
 unsigned long auxiliary_value(unsigned long type, const void *caller) {
@@ -97,7 +100,13 @@ void platform::announce_vectors(unsigned bytes) {
     vector_bytes = bytes;
 }
 
+void platform::note_capabilities(unsigned long told) {
+    capabilities = told;
+}
+
 unsigned long platform::true_auxiliary_value(unsigned long type) {
+    if (type == AT_HWCAP && capabilities)
+        return capabilities;
     return is_relocated() && libc_is_known() ? libc().getauxval(type) : read_auxiliary_value(type);
 }
 

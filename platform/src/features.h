@@ -6,6 +6,9 @@ namespace platform {
 // Once, at the start.
 void announce_vectors(unsigned bytes);
 
+// What the loader says of the processor (AT_HWCAP), so that the kernel needn't be asked.
+void note_capabilities(unsigned long told);
+
 // What the kernel's auxiliary vector has, whoever asks. Can be called at any time.
 unsigned long true_auxiliary_value(unsigned long type);
 

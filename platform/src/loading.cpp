@@ -1,16 +1,18 @@
 #include "platform/src/loading.h"
 
+#include "platform/src/features.h"
 #include "platform/src/memory.h"
 #include "platform/src/modules.h"
 #include "platform/src/rewrite.h"
 #include "platform/src/signal_actions.h"
 #include "platform/src/trampolines.h"
 
+#include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <iterator>
 #include <link.h>
 #include <sys/auxv.h>
+#include <sys/ifunc.h>
 
 namespace platform {
 
@@ -49,13 +51,13 @@ void *small_realloc(void *block, size_t size) {
 void small_free(void *) {}
 
 struct {
-    const char *name;
+    void *function; // the one that all modules call by its name
     void *instead;
 } const functions[] = {
-    {"malloc", reinterpret_cast<void *>(small_malloc)},
-    {"calloc", reinterpret_cast<void *>(small_calloc)},
-    {"realloc", reinterpret_cast<void *>(small_realloc)},
-    {"free", reinterpret_cast<void *>(small_free)},
+    {reinterpret_cast<void *>(std::malloc), reinterpret_cast<void *>(small_malloc)},
+    {reinterpret_cast<void *>(std::calloc), reinterpret_cast<void *>(small_calloc)},
+    {reinterpret_cast<void *>(std::realloc), reinterpret_cast<void *>(small_realloc)},
+    {reinterpret_cast<void *>(std::free), reinterpret_cast<void *>(small_free)},
 };
 
 // Code near `entry` that goes to `target`. Null if none can be there.
@@ -77,8 +79,8 @@ heap_diverted::heap_diverted() {
     static_assert(std::size(functions) == function_count);
     for (unsigned i = 0; i < function_count; i++) {
         diversion &d = diversions_[i];
-        d.entry = reinterpret_cast<uintptr_t>(dlsym(RTLD_DEFAULT, functions[i].name));
-        if (!d.entry || !is_emulated_code(d.entry)) {
+        d.entry = reinterpret_cast<uintptr_t>(functions[i].function);
+        if (!is_emulated_function(d.entry)) {
             d.entry = 0;
             continue;
         }
@@ -112,6 +114,8 @@ void nothing() {}
 // executable's list of functions that the loader is to call before all constructors, and keeps it
 // for run_preinit_functions.
 extern "C" __attribute__((used)) void (*sve_platform_early(uint64_t capabilities))() {
+    capabilities &= ~_IFUNC_ARG_HWCAP; // which says that there is a second argument
+    note_capabilities(capabilities);
     if (!(capabilities & HWCAP_SVE)) // else the start refuses
         take_traps();
     const link_map *program = _r_debug.r_map;

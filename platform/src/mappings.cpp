@@ -47,29 +47,26 @@ bool visit_mappings(bool (*visit)(void *, const mapping &), void *context) {
     const int file = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
     if (file < 0)
         return false;
-    char buffer[PATH_MAX + 256]; // at least one line
-    size_t filled = 0;
-    bool more = true, wanted = true;
-    while (wanted && (more || filled > 0)) {
-        if (more && filled < sizeof buffer - 1) {
-            const ssize_t got = read(file, buffer + filled, sizeof buffer - 1 - filled);
-            if (got < 0 && errno == EINTR)
-                continue;
-            more = got > 0;
-            filled += got > 0 ? static_cast<size_t>(got) : 0;
+    char buffer[PATH_MAX + 256];        // at least one line
+    char *line = buffer, *end = buffer; // what has been read and not visited
+    for (bool wanted = true; wanted;) {
+        if (auto *line_end =
+                static_cast<char *>(std::memchr(line, '\n', static_cast<size_t>(end - line)))) {
+            *line_end = '\0';
+            wanted = visit(context, parse_line(line));
+            line = line_end + 1;
+            continue;
         }
-        buffer[filled] = '\0';
-        char *line_end = static_cast<char *>(std::memchr(buffer, '\n', filled));
-        if (!line_end) {
-            if (more && filled < sizeof buffer - 1)
-                continue;
+        // The beginning of a line goes to the front, and the rest of it behind that.
+        std::memmove(buffer, line, static_cast<size_t>(end - line));
+        end -= line - buffer;
+        line = buffer;
+        const ssize_t got = read(file, end, static_cast<size_t>(buffer + sizeof buffer - end));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
             break;
-        }
-        *line_end = '\0';
-        wanted = visit(context, parse_line(buffer));
-        const size_t line = static_cast<size_t>(line_end + 1 - buffer);
-        filled -= line;
-        std::memmove(buffer, buffer + line, filled);
+        end += got;
     }
     close(file);
     return true;

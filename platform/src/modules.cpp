@@ -10,8 +10,10 @@
 #include <cstring>
 #include <elf.h>
 #include <iterator>
+#include <link.h>
 #include <sys/auxv.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace platform {
 
@@ -92,6 +94,28 @@ static bool find_by_mappings(uintptr_t address, module_record &record, char *pat
     return true;
 }
 
+// The executable, where its program headers lie behind its ELF header and the kernel has loaded it: what a user
+// gives to the loader as an argument is in the process's map only.
+static bool find_by_headers(uintptr_t headers, module_record &record, char *path) {
+    const uintptr_t start = headers - sizeof(Elf64_Ehdr), page = true_auxiliary_value(AT_PAGESZ);
+    const bool loaded_by_kernel = true_auxiliary_value(AT_BASE);
+    if (!loaded_by_kernel || (start & (page - 1)) != 0 ||
+        std::memcmp(reinterpret_cast<const void *>(start), ELFMAG, SELFMAG) != 0)
+        return false;
+    const ssize_t length = readlink("/proc/self/exe", path, PATH_MAX - 1);
+    if (length <= 0 || length == PATH_MAX - 1)
+        return false;
+    path[length] = '\0';
+    record = {start, start, path};
+    const uintptr_t bias = _r_debug.r_map->l_addr;
+    for_each_segment(start, [&](const Elf64_Phdr &segment) {
+        const uintptr_t end = bias + segment.p_vaddr + segment.p_filesz;
+        if (segment.p_filesz != 0)
+            record.end = std::max(record.end, (end + page - 1) & ~(page - 1));
+    });
+    return record.end != start;
+}
+
 static bool main_is_guarded;
 
 // Whether the executable's notes ask for branch target identification.
@@ -118,17 +142,23 @@ static bool asks_for_guard() {
 
 void find_main_module() {
     constexpr unsigned long processor_guards = 1 << 17; // in AT_HWCAP2
-    if (!find_by_mappings(true_auxiliary_value(AT_PHDR), main_record, main_path))
+    const uintptr_t headers = true_auxiliary_value(AT_PHDR);
+    if (!find_by_headers(headers, main_record, main_path) &&
+        !find_by_mappings(headers, main_record, main_path))
         main_record = {};
     main_is_guarded = (true_auxiliary_value(AT_HWCAP2) & processor_guards) && asks_for_guard();
 }
 
+static bool is_in_main_module(uintptr_t address) {
+    return address >= main_record.start && address < main_record.end;
+}
+
 bool is_guarded(uintptr_t address) {
-    return main_is_guarded && address >= main_record.start && address < main_record.end;
+    return main_is_guarded && is_in_main_module(address);
 }
 
 bool find_module(uintptr_t address, module_record &record, char *path) {
-    if (address >= main_record.start && address < main_record.end) {
+    if (is_in_main_module(address)) {
         record = main_record;
         return true;
     }
@@ -158,11 +188,8 @@ bool libraries_are_emulated() {
     return libraries_emulated;
 }
 
-void note_own_module(const void *code) {
-    char path[PATH_MAX] = "";
-    module_record record = {};
-    if (find_by_mappings(reinterpret_cast<uintptr_t>(code), record, path))
-        *std::find(std::begin(own_modules), std::end(own_modules) - 1, 0) = record.start;
+void note_own_module(uintptr_t start) {
+    *std::find(std::begin(own_modules), std::end(own_modules) - 1, 0) = start;
 }
 
 // The libraries of the C library, which the platform and the client stand on. Not the one of vector
@@ -215,6 +242,10 @@ bool is_emulated_code(uintptr_t address) {
            (libraries_emulated && is_program_library(record));
 }
 
+bool is_emulated_function(uintptr_t address) {
+    return libraries_emulated ? is_emulated_code(address) : is_in_main_module(address);
+}
+
 } // namespace platform
 
 // ---- What clients see --------------------------------------------------------------------------
@@ -231,7 +262,8 @@ static module_data_t *copy(const module_record &record) {
     auto *result = static_cast<module_copy *>(map_memory(sizeof(module_copy)));
     if (!result)
         return nullptr;
-    std::strncpy(result->path, record.path, sizeof result->path - 1);
+    std::memcpy(result->path, record.path,
+                std::min(std::strlen(record.path), sizeof result->path - 1));
     const char *slash = std::strrchr(result->path, '/');
     const char *name = slash ? slash + 1 : result->path;
     result->data = {.start = reinterpret_cast<app_pc>(record.start),

@@ -35,8 +35,8 @@ bool libraries_are_emulated();
 // lock; not kept where the program may load libraries meanwhile.
 void remember_lookups(bool remember);
 
-// `code` belongs to the platform or the client. Once for each.
-void note_own_module(const void *code);
+// The platform's module, or the client's, starts there. Once for each.
+void note_own_module(uintptr_t start);
 
 // Whether a module is neither the executable nor the platform's, the client's or the C library's.
 bool is_program_library(const module_record &module);
@@ -44,5 +44,8 @@ bool is_program_library(const module_record &module);
 // Whether SVE is emulated in the code at an address: the executable's, code in no module, and that of
 // the program's libraries if it is asked for.
 bool is_emulated_code(uintptr_t address);
+
+// The same of a function that lies in a module: only with libraries the process's map has to tell which.
+bool is_emulated_function(uintptr_t address);
 
 } // namespace platform

@@ -2,7 +2,6 @@
 
 #include "platform/src/counters.h"
 #include "platform/src/later_instructions.h"
-#include "platform/src/libc_functions.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
 #include "platform/src/rewrite.h"
@@ -232,7 +231,6 @@ void platform::on_signal(int signal, siginfo_t *info, void *argument) {
 }
 
 void platform::start_signal_support() {
-    libc();
     take_own_signals();
     exchange_mask(exchange_mask(~signal_set{0}) & ~own_signals);
 }

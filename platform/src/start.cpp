@@ -15,6 +15,7 @@
 #include "platform/src/start.h"
 #include "platform/include/dr_api.h"
 #include "platform/src/features.h"
+#include "platform/src/libc_functions.h"
 #include "platform/src/loading.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
@@ -25,10 +26,12 @@
 
 #include <climits>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
 #include <iterator>
+#include <link.h>
 #include <sys/auxv.h>
 #include <unistd.h>
 
@@ -36,14 +39,24 @@ using namespace platform;
 
 namespace {
 
-constexpr const char *default_client = "libsve_stats_" SVE_VECTOR_BITS_TEXT ".so";
-
-// This library's own path, as the loader knows it.
-const char *own_path() {
-    Dl_info info;
-    if (!dladdr(reinterpret_cast<void *>(&own_path), &info) || !info.dli_fname)
+// This library, as the loader knows it. (dladdr would look for the name of an address, too.)
+extern "C" __attribute__((visibility("hidden"))) ElfW(Dyn) _DYNAMIC[];
+const link_map &own_library() {
+    const link_map *library = _r_debug.r_map;
+    while (library && library->l_ld != _DYNAMIC)
+        library = library->l_next;
+    if (!library)
         refuse(127, "can't find the platform library's own path");
-    return info.dli_fname;
+    return *library;
+}
+
+// The client library that lies beside this one.
+const char *client_beside(const char *own) {
+    constexpr const char *name = "libsve_stats_" SVE_VECTOR_BITS_TEXT ".so";
+    static char path[PATH_MAX];
+    const char *slash = std::strrchr(own, '/');
+    snprintf(path, sizeof path, "%.*s%s", slash ? static_cast<int>(slash + 1 - own) : 0, own, name);
+    return path;
 }
 
 // Takes a variable out of the environment, in place: the heap may be the application's. Returns its
@@ -62,10 +75,13 @@ char *take_variable(const char *name, bool keep) {
         }
     return nullptr;
 }
+char *find_variable(const char *name) {
+    return take_variable(name, true);
+}
 
 // Takes this library out of LD_PRELOAD, and the variable if nothing else is in it.
 void clean_preload(const char *own) {
-    char *value = getenv("LD_PRELOAD");
+    char *value = find_variable("LD_PRELOAD");
     const size_t length = std::strlen(own);
     if (!value || std::strncmp(value, own, length) != 0)
         return;
@@ -85,10 +101,11 @@ struct client_start {
 // follow get them as they are.
 void split_arguments(client_start &client, const char *given) {
     static char copy[16384]; // some paths
-    if (given && std::strlen(given) >= sizeof copy)
+    const size_t length = given ? std::strlen(given) : 0;
+    if (length >= sizeof copy)
         refuse(125, "the words for the client library have %zu bytes, and there is room for %zu",
-               std::strlen(given), sizeof copy - 1);
-    std::strncpy(copy, given ? given : "", sizeof copy - 1);
+               length, sizeof copy - 1);
+    std::memcpy(copy, given ? given : "", length);
     for (char *words = copy; *words;) {
         char *end = std::strchr(words, '\n');
         if (!end)
@@ -126,12 +143,12 @@ void load_client(const char *client_path, const char *words) {
     if (version != 602)
         refuse(127, "%s is built for interface version %d, and this platform has 602", client_path,
                version);
-    client_start client = {
-        find_in_client<decltype(dr_client_main)>(library, client_path, "dr_client_main"),
-        1,
-        {client_path}};
+    client_start client;
+    client.main = find_in_client<decltype(dr_client_main)>(library, client_path, "dr_client_main");
+    client.argc = 1;
+    client.argv[0] = client_path;
     split_arguments(client, words);
-    note_own_module(reinterpret_cast<const void *>(client.main));
+    note_own_module(static_cast<const link_map *>(library)->l_addr); // dlopen's handles are such
 
     run_on_platform_stack([&client] {
         client.main(0, client.argc, client.argv);
@@ -147,7 +164,7 @@ void load_client(const char *client_path, const char *words) {
 static bool started;
 
 void platform::start_platform_for_libraries() {
-    if (!started && getenv("SVERUN_LIBRARIES"))
+    if (!started && find_variable("SVERUN_LIBRARIES"))
         start_platform();
 }
 
@@ -155,21 +172,15 @@ void platform::start_platform() {
     if (started)
         return;
     started = true;
+    libc(); // the C library's own functions, getauxval among them
     if (true_auxiliary_value(AT_HWCAP) & HWCAP_SVE)
         refuse(126, "this processor has SVE: run the program directly");
 
-    const char *own = own_path();
-    char beside[PATH_MAX];
-    std::strncpy(beside, own, sizeof beside - 1);
-    beside[sizeof beside - 1] = '\0';
-    char *slash = std::strrchr(beside, '/');
-    char *name = slash ? slash + 1 : beside;
-    std::strncpy(name, default_client, static_cast<size_t>(beside + sizeof beside - 1 - name));
-
-    const bool follow = take_variable("SVERUN_FOLLOW", true);
+    const link_map &own = own_library();
+    const bool follow = find_variable("SVERUN_FOLLOW");
     const char *client_path = take_variable("SVERUN_CLIENT", follow);
     if (!client_path)
-        client_path = beside;
+        client_path = client_beside(own.l_name);
     const char *words = take_variable("SVERUN_CLIENT_ARGS", follow);
     if (take_variable("SVERUN_LIBRARIES", follow))
         emulate_libraries();
@@ -178,10 +189,10 @@ void platform::start_platform() {
     if (take_variable("SVERUN_REPORT", follow))
         set_report();
     if (!follow)
-        clean_preload(own);
+        clean_preload(own.l_name);
 
     find_main_module();
-    note_own_module(reinterpret_cast<const void *>(&start_platform));
+    note_own_module(own.l_addr);
     start_thread_support();
     start_signal_support();
 
