@@ -1,11 +1,11 @@
 #pragma once
 
 // The option parser, as far as clients use it: options whose value is the next word, given as -name
-// or --name. Every other word before "--" is unknown.
+// or --name. Every other word before "--" is unknown. The texts that an option is made from, and the words that are
+// parsed, must live as long as it does: nothing is copied before somebody asks.
 
 #include <cstring>
 #include <string>
-#include <utility>
 
 enum droption_scope_t {
     DROPTION_SCOPE_CLIENT = 1,
@@ -47,9 +47,7 @@ public:
     bool specified() const { return specified_; }
 
 protected:
-    explicit droption_parser_t(std::string name) : name_(std::move(name)), next_(first_) {
-        first_ = this;
-    }
+    explicit droption_parser_t(const char *name) : name_(name), next_(first_) { first_ = this; }
     ~droption_parser_t() = default; // options are static objects
     droption_parser_t(const droption_parser_t &) = delete;
     droption_parser_t &operator=(const droption_parser_t &) = delete;
@@ -64,13 +62,13 @@ private:
             return nullptr;
         word += word[1] == '-' ? 2 : 1;
         droption_parser_t *option = first_;
-        while (option && option->name_ != word)
+        while (option && std::strcmp(option->name_, word) != 0)
             option = option->next_;
         return option;
     }
 
     static inline droption_parser_t *first_ = nullptr;
-    std::string name_;
+    const char *name_;
     droption_parser_t *next_;
 };
 
@@ -80,9 +78,9 @@ class droption_t;
 template <>
 class droption_t<std::string> : public droption_parser_t {
 public:
-    droption_t(unsigned int /*scope*/, std::string name, std::string default_value,
-               std::string /*short description*/, std::string /*long description*/)
-        : droption_parser_t(std::move(name)), value_(std::move(default_value)) {}
+    droption_t(unsigned int /*scope*/, const char *name, const char *default_value,
+               const char * /*short description*/, const char * /*long description*/)
+        : droption_parser_t(name), value_(default_value) {}
 
     std::string get_value() const { return value_; }
 
@@ -92,5 +90,5 @@ private:
         value_ = word;
     }
 
-    std::string value_;
+    const char *value_;
 };

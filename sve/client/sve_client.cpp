@@ -129,11 +129,12 @@ static void check_arguments(int argc, const char *argv[]) {
         known = false;
     }
     const std::string clear = clear_upper_bytes.get_value();
-    if (known && clear != "yes" && clear != "no") {
+    const bool is_yes = clear == "yes";
+    if (known && !is_yes && clear != "no") {
         error = "-clear_upper_bytes is yes or no, not '" + clear + "'";
         known = false;
     }
-    clears_upper_bytes = clear == "yes" && sve_chunks > 1;
+    clears_upper_bytes = is_yes && sve_chunks > 1;
     if (!known) {
         dr_fprintf(STDERR, "Usage error: %s\n", error.c_str());
         dr_abort();
