@@ -5,9 +5,9 @@
 
 BUILD is the AArch64 build, STAGE what `make` has put together. The tests are those of ctest that compare a program
 under sverun with the same on a processor with SVE. What it does there is recorded first, with the processor emulator
-of one process; the machine then runs compare.sh with the record. The kernel and what else the machine needs come
-from Debian's archive, by apt-get, into BUILD/kernel; nothing is installed. Needs Debian's packages qemu-system-arm
-and cpio.
+of one process; the machine then runs compare.sh with the record, and prints what a program tells of an instruction's
+time. The kernel and what else the machine needs come from Debian's archive, by apt-get, into BUILD/kernel; nothing is
+installed. Needs Debian's packages qemu-system-arm and cpio.
 """
 import argparse
 import glob
@@ -115,7 +115,7 @@ def fill(root, files, build, stage, chosen, runs):
         if "-n" in options:
             options[options.index("-n") + 1] = str(runs)
         words = shlex.join(["timeout", "300", "bash", compare, *options, "sverun", f"/record{number}", "--", *program])
-        script.append(f"if {words} >/tmp/said 2>&1; then echo 'right: {name}'; "
+        script.append(f"if {words} >/tmp/said 2>&1; then echo 'right: {name}'; grep ' us an instruction' /tmp/said; "
                       f"else echo 'WRONG: {name}'; tail -n 20 /tmp/said; fi")
     root.write("/init", "\n".join([*script, "poweroff -f", ""]))
 
