@@ -13,7 +13,8 @@ from html import escape
 from pathlib import Path
 
 # What the CSV files say, in the columns of these names.
-PARTS = ["programs", "instructions", "scaling"]
+CHARTS = ["programs", "instructions", "scaling"]
+PARTS = [*CHARTS, "once"]
 COLUMNS = ["what", "mode", "size", "value", "least", "greatest", "unit"]
 EMULATED, UNCOUNTED, TRAPPING, SVE, WITHOUT = (
     "sverun", "without statistics", "trapping each time", "SVE processor emulator", "built without SVE")
@@ -146,6 +147,10 @@ PAGE = """# Performance
 
 ![One emulated instruction at many addresses, and in many threads](performance-scaling.svg)
 
+## Code that runs once
+
+{once}
+
 ## What was measured
 
 {measured}
@@ -158,7 +163,10 @@ All figures:
   without the loop around it. The chart has the median of each family and tier.
 - [performance-scaling.csv](performance-scaling.csv): one execution of `add z0.s, z1.s, z2.s` at many addresses that
   take turns, its part of the jump to them included, and the program's memory for each address; the throughput of
-  threads that run the same loop; the processor time of a program that does nothing.
+  threads that run the same loop.
+- [performance-once.csv](performance-once.csv): an instruction of `bench/once.c`, its part of the function and of the
+  call included, by processor time, also as a fraction of sverun's in the same round, and by the clock; the processor
+  time of all of the program, and of one that does nothing.
 
 To repeat it: `make bench`, which leaves this page, its charts and the CSV files in `build/bench`.
 `bench/page.py DIRECTORY` draws the page again from the CSV files.
@@ -238,24 +246,47 @@ def scaling(directory):
          {what: {size: ns / 1000 for size, ns in sizes.items()} for what, sizes in times.items()}),
         (f"throughput on {processors:g} processors, times one thread's", "threads", threads)])
     memory = read(directory, "scaling", EMULATED, "bytes")["memory of a site"][0]
-    start, alone = (read(directory, "scaling", mode, "ms")["start-up"][0] for mode in (EMULATED, WITHOUT))
     later, most, many = times[LATER], max(times[LATER]), max(threads["sverun"])
     first = f"{number(times[FIRST][most] / 1000)} µs for its first execution and " if FIRST in times else ""
     return chart, [
         f"""A new address of an emulated instruction costs {first}{number(memory)} bytes of memory. One execution takes
         {number(later[1])} ns at one address and {number(later[most])} ns at each of {most:,} that take turns.""",
         f"""{many} threads on {processors:g} processors do {number(threads["sverun"][many])} times the work of one, with
-        `--no-stats` {number(threads["sverun --no-stats"][many])} times. A program that does nothing takes
-        {number(start)} ms, without sverun {number(alone)} ms."""]
+        `--no-stats` {number(threads["sverun --no-stats"][many])} times."""]
+
+
+def once(directory):
+    """The table, and what it says."""
+    modes = (EMULATED, UNCOUNTED, TRAPPING, SVE)
+    times = {mode: read(directory, "once", mode, "µs") for mode in modes}
+    ratios = read(directory, "once", SVE, RATIO)
+    rows = [["calls", "mappings", *modes, "times as long"], ["--:"] * (3 + len(modes))]
+    for what, sizes in times[EMULATED].items():
+        mappings = int(what.split()[0])
+        for calls in sizes:
+            costs = [number(times[mode][what][calls]) for mode in modes]
+            rows.append([f"{calls:,}", f"{mappings:,}", *costs, number(1 / ratios[what][calls])])
+    table = "\n".join(f"| {' | '.join(row)} |" for row in rows)
+    few, *_, many = times[EMULATED]
+    start, alone = (read(directory, "once", mode, "ms")["start-up"][0] for mode in (EMULATED, WITHOUT))
+    explanation = """Microseconds of processor time that an SVE instruction takes in 4,000 functions of five each, 400
+        for 1,000 calls, all of which are called so often, in a process that has so many mappings beside its own; and
+        how many times as long that is under sverun as on an SVE processor emulator."""
+    return f"{filled(explanation)}\n\n{table}", [
+        f"""An instruction that is executed once takes {number(times[EMULATED][few][1])} µs,
+        {number(1 / ratios[few][1])} times as long as on an SVE processor emulator, and
+        {number(times[EMULATED][many][1])} µs where the process has {int(many.split()[0]):,} mappings more. A program
+        that does nothing takes {number(start)} ms, without sverun {number(alone)} ms."""]
 
 
 def write(directory):
     """Returns the page."""
     measured = (directory / "performance-measured.txt").read_text()
-    charts, texts = zip(programs(directory), instructions(directory), scaling(directory))
-    for part, chart in zip(PARTS, charts):
+    *charts, table = (part(directory) for part in (programs, instructions, scaling, once))
+    for part, (chart, _) in zip(CHARTS, charts):
         (directory / f"performance-{part}.svg").write_text(chart)
-    text = PAGE.format(conclusions="\n".join(filled(text, "- ") for part in texts for text in part), measured=measured)
+    conclusions = "\n".join(filled(text, "- ") for _, texts in (*charts, table) for text in texts)
+    text = PAGE.format(conclusions=conclusions, once=table[0], measured=measured)
     (directory / "performance.md").write_text(text)
     return text
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Measures what emulation costs, in turns, and writes the figures as CSV files and the page of them.
 
-    suite.py [--setting full|quick|smoke] STAGE AARCH64_BUILD OUTPUT
+    suite.py [--setting full|quick|smoke] [--only PART] STAGE AARCH64_BUILD OUTPUT
 
 STAGE is where everything is installed, AARCH64_BUILD the build of the AArch64 programs. `page.py OUTPUT` draws
-the page again.
+the page again. With --only, one CSV file is written anew beside the others that OUTPUT has.
 """
 
 import argparse
@@ -46,6 +46,8 @@ SIZES = {
 }
 WITH_TWIN = ["matrix", "fir", "nbody", "complex_fast", "sum", "letters"]  # the others are written with intrinsics
 SITES, THREADS = [1, 10, 100, 1000, 10000], [1, 2, 4, 8]
+# Functions, how often all of them are called, and mappings that the process has beside its own.
+ONCE = [(4000, 1, 20), (4000, 2, 20), (4000, 10, 20), (400, 1000, 20), (4000, 1, 2000)]
 
 
 @dataclass
@@ -55,19 +57,20 @@ class Setting:
     sizes: int  # how many of the three
     milliseconds: int  # of a single instruction's loop, at least
     executions: int  # of an instruction, for scaling
+    functions: float  # of those that run once, the part that is called
 
 
 SETTINGS = {
-    "full": Setting(rounds=3, short_rounds=9, sizes=3, milliseconds=10, executions=400000),
-    "quick": Setting(rounds=3, short_rounds=5, sizes=2, milliseconds=3, executions=100000),
-    "smoke": Setting(rounds=1, short_rounds=1, sizes=1, milliseconds=1, executions=2000),
+    "full": Setting(rounds=3, short_rounds=9, sizes=3, milliseconds=10, executions=400000, functions=1),
+    "quick": Setting(rounds=3, short_rounds=5, sizes=2, milliseconds=3, executions=100000, functions=1),
+    "smoke": Setting(rounds=1, short_rounds=1, sizes=1, milliseconds=1, executions=2000, functions=0.01),
 }
 
 
 class Suite:
-    def __init__(self, setting, stage, build, output):
+    def __init__(self, setting, parts, stage, build, output):
         self.name, self.setting, self.build, self.output = setting, SETTINGS[setting], build, output
-        self.rows = {part: [] for part in page.PARTS}  # of its CSV file
+        self.rows = {part: [] for part in parts}  # of its CSV file
         sverun = str(stage / "bin/sverun")
         version = subprocess.run([sverun, "--version"], check=True, capture_output=True, text=True).stdout
         self.bits = int(re.search(r"(\d+)-bit", version)[1])
@@ -81,14 +84,14 @@ class Suite:
         }
 
     def run(self, mode, program, *arguments):
-        """What the program prints, and the seconds of processor time that it takes."""
+        """What the program prints, the seconds of processor time that it takes, and its errors."""
         command = [*self.prefixes[mode], str(self.build / program), *map(str, arguments)]
         before = processor_time_of_children()
         done = subprocess.run(command, capture_output=True)
         seconds = processor_time_of_children() - before
         if done.returncode:
             sys.exit(f"suite.py: status {done.returncode} of: {' '.join(command)}\n{done.stderr.decode()[-500:]}")
-        return done.stdout, seconds
+        return done.stdout, seconds, done.stderr
 
     def in_turns(self, function, keys, rounds=None):
         """The results of function(key), called once for each key in each round; every other round goes backwards."""
@@ -105,12 +108,13 @@ class Suite:
     def measure(self):
         """Writes the CSV files, and what they were measured on."""
         before = os.getloadavg()[0]
-        self.programs()
-        self.instructions()
-        self.scaling()
+        for part in self.rows:
+            getattr(self, part)()
         for part, rows in self.rows.items():
             with open(self.output / f"performance-{part}.csv", "w", newline="") as file:
                 csv.writer(file, lineterminator="\n").writerows([page.COLUMNS, *rows])
+        if len(self.rows) < len(page.PARTS):
+            return
         emulator = subprocess.run(["qemu-aarch64", "--version"], check=True, capture_output=True, text=True).stdout
         measured = f"""Measured by `make bench{"" if self.name == "full" else f" BENCH={self.name}"}` on an
         {platform.machine()} machine with {os.cpu_count()} processors,
@@ -135,8 +139,7 @@ class Suite:
         for name, size in [(name, size) for name in SIZES for size in SIZES[name][:self.setting.sizes]]:
             modes = [*MODES, WITHOUT] if name in WITH_TWIN else MODES
             runs = self.in_turns(lambda mode: self.program_run(mode, name, size), modes)
-            if len({runs[mode][0][0] for mode in MODES}) > 1:
-                sys.exit(f"suite.py: {name} {size} does not print the same in all modes")
+            must_agree(runs, f"{name} {size}")
             seconds = {mode: [one[1] for one in runs[mode]] for mode in modes}
             for mode in modes:
                 ratios = [a / b for a, b in zip(seconds[mode], seconds[EMULATED])]
@@ -144,7 +147,7 @@ class Suite:
                 self.record("programs", name, mode, size, page.RATIO, ratios)
 
     def instruction_costs(self, mode):
-        output, _ = self.run(mode, "bench/instruction_cost", self.setting.milliseconds)
+        output, *_ = self.run(mode, "bench/instruction_cost", self.setting.milliseconds)
         lines = [line.split("\t") for line in output.decode().splitlines()]
         return {f"{family} {tier}: {text}": float(cost) for family, tier, text, cost in lines}
 
@@ -175,10 +178,33 @@ class Suite:
         for (count, mode), runs in threads.items():
             throughput = [one / many for (one,), (many,) in zip(threads[1, mode], runs)]
             self.record("scaling", "threads", mode, count, page.THROUGHPUT, throughput)
-        start = self.in_turns(lambda mode: 1000 * self.run(mode, "bench/nothing")[1], [*modes, WITHOUT], rounds)
-        for mode, milliseconds in start.items():
-            self.record("scaling", "start-up", mode, "", "ms", milliseconds)
         self.record("scaling", "processors", "", "", "", [os.cpu_count()])
+
+    def once_run(self, mode, functions, calls, mappings):
+        output, seconds, errors = self.run(mode, "bench/once", int(functions * self.setting.functions), calls, mappings)
+        times = re.search(r"once: (\S+) us of processor time and (\S+) us", errors.decode())
+        return output, {"µs": float(times[1]), "µs by the clock": float(times[2]), "s": seconds}
+
+    def once(self):
+        for functions, calls, mappings in ONCE:
+            runs = self.in_turns(lambda mode: self.once_run(mode, functions, calls, mappings), MODES)
+            must_agree(runs, f"once {functions} {calls} {mappings}")
+            for mode in MODES:
+                what, figures = f"{mappings} mappings", [figures for _, figures in runs[mode]]
+                for unit in figures[0]:
+                    self.record("once", what, mode, calls, unit, [one[unit] for one in figures])
+                ratios = [one["µs"] / sverun["µs"] for one, (_, sverun) in zip(figures, runs[EMULATED])]
+                self.record("once", what, mode, calls, page.RATIO, ratios)
+        start = self.in_turns(lambda mode: 1000 * self.run(mode, "bench/nothing")[1], [EMULATED, UNCOUNTED, WITHOUT],
+                              self.setting.short_rounds)
+        for mode, milliseconds in start.items():
+            self.record("once", "start-up", mode, "", "ms", milliseconds)
+
+
+def must_agree(runs, what):
+    """Of what prints something: {mode: [(output, …) of each round]}. Without SVE, sums may be others."""
+    if len({output for mode in MODES for output, *_ in runs[mode]}) > 1:
+        sys.exit(f"suite.py: {what} does not print the same in all modes")
 
 
 def processor_time_of_children():
@@ -197,13 +223,18 @@ instruction at 10,000 addresses as at one.
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("--setting", choices=SETTINGS, default="full")
+    parser.add_argument("--only", choices=page.PARTS, help="what to measure again, instead of everything")
     for name in ("stage", "build", "output"):
         parser.add_argument(name, type=lambda text: Path(text).resolve())
     options = parser.parse_args()
     if not shutil.which("qemu-aarch64"):
         sys.exit("suite.py: there is no qemu-aarch64, the SVE processor to compare with: install qemu-user")
     options.output.mkdir(parents=True, exist_ok=True)
-    Suite(options.setting, options.stage, options.build, options.output).measure()
+    parts = [options.only] if options.only else page.PARTS
+    for part in page.PARTS:
+        if part not in parts and not (options.output / f"performance-{part}.csv").exists():
+            sys.exit(f"suite.py: there is no performance-{part}.csv in {options.output}: measure all, without --only")
+    Suite(options.setting, parts, options.stage, options.build, options.output).measure()
     print(page.write(options.output))
 
 

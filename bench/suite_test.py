@@ -58,17 +58,21 @@ with tempfile.TemporaryDirectory() as directory:
            {(name, mode, "", unit) for name in names for mode in suite.MODES
             for unit in ("ns", "of the first one's time")})
 
-    expected = {("start-up", mode, "", "ms") for mode in (page.EMULATED, page.UNCOUNTED, page.WITHOUT)}
-    expected.add(("processors", "", "", ""))
+    expected = {("processors", "", "", "")}
     for mode in (page.EMULATED, page.UNCOUNTED):
         expected |= {(what, mode, str(count), "ns") for what in (page.FIRST, page.LATER) for count in suite.SITES}
         expected |= {("threads", mode, str(count), page.THROUGHPUT) for count in suite.THREADS}
         expected.add(("memory of a site", mode, "", "bytes"))
     expect("scaling", values(output, "scaling"), expected)
 
+    expect("once", values(output, "once"),
+           {("start-up", mode, "", "ms") for mode in (page.EMULATED, page.UNCOUNTED, page.WITHOUT)} |
+           {(f"{mappings} mappings", mode, str(calls), unit) for _, calls, mappings in suite.ONCE
+            for mode in suite.MODES for unit in ("µs", "µs by the clock", "s", page.RATIO)})
+
     dots = {"programs": len(suite.SIZES) + 1, "instructions": len({name.split(":")[0] for name in names}) + 2,
             "scaling": 2 * len(suite.SITES) + 2 * len(suite.THREADS) + 4}  # those of the legends, too
-    for part in page.PARTS:
+    for part in page.CHARTS:
         chart = f"performance-{part}.svg"
         check(chart in (output / "performance.md").read_text(), f"performance.md does not show {chart}")
         drawn = [float(dot.get("cx")) for dot in xml.etree.ElementTree.parse(output / chart).iter() if dot.get("cx")]
