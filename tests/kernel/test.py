@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the tests of whole programs under a Linux kernel, on an emulated AArch64 machine without SVE.
 
-    test.py [--cpu MODEL] [--runs N] [--tests REGEX] BUILD STAGE
+    test.py [--cpu MODEL] [--runs N] [--tests REGEX] [--count] BUILD STAGE
 
 BUILD is the AArch64 build, STAGE what `make` has put together. The tests are those of ctest that compare a program
 under sverun with the same on a processor with SVE. What it does there is recorded first, with the processor emulator
@@ -120,14 +120,15 @@ def fill(root, files, build, stage, chosen, runs):
     root.write("/init", "\n".join([*script, "poweroff -f", ""]))
 
 
-def boot(directory, files, root, cpu):
+def boot(directory, files, root, cpu, count):
     """Yields the lines that the machine prints."""
     image = directory / "root.cpio.gz"
     run("sh", "-c", f"find . | cpio -o -H newc --quiet | gzip -1 > {shlex.quote(str(image))}", cwd=root.path)
     kernel = next(files.glob("boot/vmlinuz-*"))
     machine = subprocess.Popen(
         ["qemu-system-aarch64", "-M", "virt", "-cpu", cpu, "-smp", "2", "-m", "3G", "-nic", "none", "-nographic",
-         "-no-reboot", "-kernel", str(kernel), "-initrd", str(image), "-append", "console=ttyAMA0 quiet panic=-1"],
+         "-no-reboot", "-kernel", str(kernel), "-initrd", str(image), "-append", "console=ttyAMA0 quiet panic=-1",
+         *(["-icount", "shift=0"] if count else [])],
         stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, errors="replace")
     yield from machine.stdout
     machine.wait()
@@ -138,6 +139,8 @@ def main():
     parser.add_argument("--cpu", default="neoverse-n1", help="processor of qemu-system-aarch64's, without SVE")
     parser.add_argument("--runs", type=int, default=3, help="of each test that runs its program repeatedly")
     parser.add_argument("--tests", default=".", help="part of their names")
+    parser.add_argument("--count", action="store_true",
+                        help="the machine's time is a nanosecond for each of its instructions, not the clock's")
     parser.add_argument("build", type=Path)
     parser.add_argument("stage", type=Path)
     options = parser.parse_args()
@@ -152,7 +155,7 @@ def main():
     root = Root(directory / "root")
     fill(root, files, build, options.stage.resolve(), chosen, options.runs)
     right = 0
-    for line in boot(directory, files, root, options.cpu):
+    for line in boot(directory, files, root, options.cpu, options.count):
         print(line, end="", flush=True)
         right += line.startswith("right: ")
     print(f"{right} of {len(chosen)} tests right")
