@@ -234,7 +234,7 @@ static void expect_only_the_sum(const add_case &add, const machine_state &state)
 
 TEST(Registers, AllStay) {
     for (const add_case &add : add_cases)
-        for (int time = 0; time < 2; time++) { // by the trap, by the branch
+        for (int time = 0; time < 4; time++) { // by the trap, by the branch
             expect_only_the_sum(add, distinct_state());
             machine_state inverse = distinct_state();
             for (uint64_t &x : inverse.x)
@@ -323,7 +323,7 @@ protected:
         sigset_t none;
         sigemptyset(&none);
         sigprocmask(SIG_SETMASK, &none, nullptr);
-        for (const int number : {SIGILL, SIGUSR1, SIGALRM})
+        for (const int number : {SIGILL, SIGSEGV, SIGUSR1, SIGALRM})
             signal(number, SIG_DFL);
     }
     using action_handler = void (*)(int, siginfo_t *, void *);
@@ -506,4 +506,18 @@ TEST_F(Signals, DeathByWhatIsNotEmulated) {
     handle(SIGILL, on_sigill, static_cast<int>(SA_RESETHAND));
     EXPECT_EQ(run(undefined, 1, 2), 3u);
     EXPECT_EXIT(run(undefined, 1, 2), killed, "illegal instruction 0x00000007");
+}
+
+CODE(load, "ptrue p0.s; ld1w {z0.s}, p0/z, [x0]; ret");
+
+// It isn't the program's handler that is asked, neither at the first execution nor later.
+TEST_F(Signals, DeathByAFaultInALoad) {
+    const rlimit no_core_files = {};
+    setrlimit(RLIMIT_CORE, &no_core_files);
+    std::vector<uint32_t> memory(64, 9);
+    handle(SIGSEGV, [](int, siginfo_t *, void *) { _exit(0); });
+    for (int time = 0; time < 4; time++) {
+        EXPECT_EXIT(run(load, 1, 2, nullptr), testing::KilledBySignal(SIGSEGV), "SIGSEGV");
+        EXPECT_EQ(run(load, 1, 2, memory.data()), 9u);
+    }
 }

@@ -17,10 +17,14 @@ static int status_of(pid_t child) {
 }
 
 static fresh_sites *sites;
+constexpr unsigned run_before = 50; // of them, once
 
 static void child(uint32_t number) {
     EXPECT_WORK(number, 20);
     EXPECT(sites->run_next()); // takes what a thread of the parent's may have had
+    for (int time = 0; time < 3; time++)
+        for (unsigned i = 0; i < run_before; i++)
+            EXPECT(sites->run(i));
     if (number % 3 == 0) {
         const pid_t grandchild = fork();
         if (grandchild == 0)
@@ -54,6 +58,8 @@ int main() {
     const itimerval fast = {{0, 2000}, {0, 2000}}, never = {};
     setitimer(ITIMER_REAL, &fast, nullptr);
     sites = new fresh_sites;
+    for (unsigned i = 0; i < run_before; i++)
+        EXPECT(sites->run_next());
     for (uint32_t i = 0; i < 4; i++) {
         fflush(stdout);
         const pid_t pid = fork();
