@@ -7,24 +7,31 @@
     .arch_extension sve
     .text
 
+    .macro begin
+    .p2align 6
+    .cfi_startproc
+    .endm
+
     .macro functions z
-    .p2align 6 // one vector of a loop
+    begin // one vector of a loop
     whilelo p0.s, x2, x3
     ld1w {z\z\().s}, p0/z, [x0, x2, lsl #2]
     add z\z\().s, z\z\().s, #\z + 1
     st1w {z\z\().s}, p0, [x1, x2, lsl #2]
     incw x2
     ret
+    .cfi_endproc
 
-    .p2align 6 // floating point
+    begin // floating point
     ptrue p0.s
     ld1w {z\z\().s}, p0/z, [x0]
     scvtf z\z\().s, p0/m, z\z\().s
     fadd z\z\().s, z\z\().s, z\z\().s
     st1w {z\z\().s}, p0, [x1]
     ret
+    .cfi_endproc
 
-    .p2align 6 // addresses by native instructions
+    begin // addresses by native instructions
     cntw x9
     sub x10, x3, x9
     whilelo p1.s, x2, x10
@@ -34,16 +41,18 @@
     mul z\z\().s, p1/m, z\z\().s, z\z\().s
     st1w {z\z\().s}, p1, [x12]
     ret
+    .cfi_endproc
 
-    .p2align 6 // absolute values
+    begin // absolute values
     ptrue p0.b
     ld1w {z\z\().s}, p0/z, [x0]
     cmplt p1.s, p0/z, z\z\().s, #0
     neg z\z\().s, p1/m, z\z\().s
     st1w {z\z\().s}, p1, [x1]
     ret
+    .cfi_endproc
 
-    .p2align 6 // a sum, which a native instruction stores
+    begin // a sum, which a native instruction stores
     ptrue p0.s
     ld1w {z\z\().s}, p0/z, [x0]
     scvtf z\z\().s, p0/m, z\z\().s
@@ -51,16 +60,18 @@
     faddv s\z, p0, z\z\().s
     str s\z, [x1, x2, lsl #2]
     ret
+    .cfi_endproc
 
-    .p2align 6 // permutes
+    begin // permutes
     ptrue p0.s
     ld1w {z\z\().s}, p0/z, [x0]
     rev z31.s, z\z\().s
     zip1 z\z\().s, z\z\().s, z31.s
     st1w {z\z\().s}, p0, [x1]
     ret
+    .cfi_endproc
 
-    .p2align 6 // a vector that may have no elements
+    begin // a vector that may have no elements
     whilelo p0.s, x2, x3
     b.none 1f
     index z\z\().s, w2, #1
@@ -68,8 +79,9 @@
     eor z\z\().d, z\z\().d, z31.d
     st1w {z\z\().s}, p0, [x1]
 1:  ret
+    .cfi_endproc
 
-    .p2align 6 // an addition to memory that two native instructions point at
+    begin // an addition to memory that two native instructions point at
     add x10, x0, #32
     ptrue p0.s
     ld1w {z\z\().s}, p0/z, [x10]
@@ -78,6 +90,7 @@
     sub z\z\().s, z\z\().s, z31.s
     st1w {z\z\().s}, p0, [x9]
     ret
+    .cfi_endproc
     .endm
 
     .p2align 6

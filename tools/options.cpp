@@ -38,6 +38,8 @@ const std::string help_text =
     "                     registers, which a processor clears: only for comparison\n"
     "  --client FILE      load this client library instead of an installed one\n"
     "  --client-arg WORD  hand WORD to the client library; may be given several times\n"
+    "  --rewrite-after N  rewrite a block of instructions at its N-th trap, 1 to 255\n"
+    "                     (default: 32)\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
     "                     none: slow, for comparison and for finding faults\n"
     "  --report           tell at the end how often it trapped, and about signals\n"
@@ -90,6 +92,7 @@ enum option_code {
     no_stats,
     libraries,
     keep_upper,
+    rewrite_after,
     trap_every_time,
     report,
     profile,
@@ -110,6 +113,7 @@ constexpr option known_options[] = {
     {"no-stats", no_argument, nullptr, no_stats},
     {"libraries", no_argument, nullptr, libraries},
     {"keep-upper", no_argument, nullptr, keep_upper},
+    {"rewrite-after", required_argument, nullptr, rewrite_after},
     {"trap-every-time", no_argument, nullptr, trap_every_time},
     {"report", no_argument, nullptr, report},
     {"profile", optional_argument, nullptr, profile},
@@ -204,9 +208,13 @@ std::vector<given_option> find_environment_options(const char *text) {
 void give_way(std::vector<given_option> &environment,
               const std::vector<given_option> &command_line) {
     static constexpr std::pair<option_code, option_code> contradictions[] = {
-        {client, vl},        {client, no_stats},
-        {no_stats, stats},   {no_stats, stats_format},
-        {no_stats, profile}, {no_stats, profile_format},
+        {client, vl},
+        {client, no_stats},
+        {no_stats, stats},
+        {no_stats, stats_format},
+        {no_stats, profile},
+        {no_stats, profile_format},
+        {rewrite_after, trap_every_time},
     };
     for (const given_option &stronger : command_line)
         std::erase_if(environment, [&](const given_option &weaker) {
@@ -226,6 +234,16 @@ unsigned length_of(const std::string &text) {
         throw option_error("--vl=" + text +
                            ": a vector length is a multiple of 128 from 128 to 2048");
     return bits;
+}
+
+unsigned number_of_traps(const std::string &text) {
+    constexpr unsigned most = 255; // that are counted
+    unsigned traps = 0;
+    std::from_chars(text.data(), text.data() + text.size(), traps);
+    if (text != std::to_string(traps) || traps < 1 || traps > most)
+        throw option_error("--rewrite-after=" + text + ": give a number of traps from 1 to " +
+                           std::to_string(most));
+    return traps;
 }
 
 std::string file_of(const char *name, const given_option &option) {
@@ -273,8 +291,11 @@ void apply(const given_option &option, request &request, formats &formats) {
     case keep_upper:
         request.keep_upper = true;
         break;
+    case rewrite_after:
+        request.rewrite_after = number_of_traps(value);
+        break;
     case trap_every_time:
-        request.trap_every_time = true;
+        request.rewrite_after = 0;
         break;
     case report:
         request.report = true;

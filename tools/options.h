@@ -25,7 +25,7 @@ struct request {
     bool keep_upper = false;
     std::string client_args;    // words for the client library, each ended by a newline
     bool names_process = false; // it is to hear which process the program becomes
-    bool trap_every_time = false;
+    std::optional<unsigned> rewrite_after; // traps; 0: never
     bool report = false;
     std::optional<profile_request> profile;
     std::string emulator = "qemu-aarch64";

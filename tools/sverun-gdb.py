@@ -2,8 +2,8 @@
 #
 # An emulated instruction is a branch to a trampoline, which has no unwind information and no symbol. With these
 # unwinders its caller is the function that has the instruction, as if the instruction were a call: `next`,
-# `finish` and backtraces work, also from a stop inside the emulator. SIGILL is how an instruction is met for the
-# first time; gdb passes it on without a word.
+# `finish` and backtraces work, also from a stop inside the emulator. SIGILL is how instructions are met, until they
+# are rewritten; gdb passes it on without a word.
 import gdb
 import gdb.unwinder
 

@@ -201,8 +201,8 @@ std::string own_words(request &request, const std::string &program, const std::s
     environment.push_back("SVERUN_CLIENT=" + client);
     if (request.libraries)
         environment.push_back("SVERUN_LIBRARIES=1");
-    if (request.trap_every_time)
-        environment.push_back("SVERUN_TRAP_EVERY_TIME=1");
+    if (request.rewrite_after)
+        environment.push_back("SVERUN_REWRITE_AFTER=" + std::to_string(*request.rewrite_after));
     if (request.report)
         environment.push_back("SVERUN_REPORT=1");
 

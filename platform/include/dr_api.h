@@ -93,8 +93,6 @@ typedef struct _module_data_t {
 // give a copy that the caller frees, or NULL when memory runs out.
 DR_API module_data_t *dr_get_main_module(void);
 DR_API module_data_t *dr_lookup_module(byte *pc);
-// The same, but also for the program's libraries that are emulated, of which the other says none.
-DR_API module_data_t *dr_lookup_code_module(const byte *pc);
 DR_API void dr_free_module_data(module_data_t *data);
 
 // The mapping that holds an address: where it starts, how long it is, and, on this platform, nothing of its
@@ -211,22 +209,6 @@ typedef enum {
 // The application address of the block that an event got.
 DR_API app_pc dr_fragment_app_pc(void *tag);
 
-// Asks for more, in a block event, once: when its own block has been written, and before the program
-// goes on, the events get a block of the one instruction at each of these addresses, which ascend.
-// An instruction that has been replaced already is left out. The array stays valid until the last of
-// those events has returned. None of them asks again. Returns whether the program may have run code
-// natively that no event got: always, here.
-DR_API bool dr_translate_also(const app_pc *pcs, size_t count);
-// Whether an event got its block because of that. The program need not have come there.
-DR_API bool dr_fragment_is_asked_for(void *tag);
-
-// The program's own word at an address, whatever this platform has put there. In a block event.
-DR_API uint dr_application_word(const byte *pc);
-// Whether what stands for an instruction that was replaced is still in place. It isn't where the
-// program has put other code there meanwhile; where nothing can be put into text, nothing is out of
-// place. In a block event.
-DR_API bool dr_is_translated(const byte *pc);
-
 // The application instructions of a block, in order; NULL at the end.
 DR_API instr_t *instrlist_first_app(instrlist_t *list);
 DR_API instr_t *instr_get_next_app(instr_t *instr);
@@ -273,12 +255,6 @@ DR_API void dr_save_reg(void *drcontext, instrlist_t *list, instr_t *where, reg_
                         dr_spill_slot_t slot);
 DR_API void dr_restore_reg(void *drcontext, instrlist_t *list, instr_t *where, reg_id_t reg,
                            dr_spill_slot_t slot);
-
-// Code that calls `callee` with `num_args` immediate operands as arguments, on the thread's
-// platform stack. No application register survives it but SP: the sequence around it hands them
-// over.
-DR_API void dr_insert_call_ovrin(void *drcontext, instrlist_t *list, instr_t *where, app_pc pc,
-                                 void *callee, uint num_args, ...);
 
 #ifdef __cplusplus
 }

@@ -65,4 +65,49 @@ sve_platform_call_end:
     .cfi_endproc
     .size sve_platform_call, . - sve_platform_call
 
+// bool sve_platform_read_words(uintptr_t pc, uint32_t *words, size_t count), of which there is one at least, and
+// bool sve_platform_exchange_word(uintptr_t pc, uint32_t former, uint32_t word)
+//
+// Accesses of the program's text. Up to the label behind the last of them a fault makes the function return 0
+// (text.cpp), so it uses no stack, and x30 stays what it is. The written word is one that every processor sees: the
+// caches' lines are no shorter than a word, wherever they are.
+    .globl sve_platform_text_access, sve_platform_text_access_end
+    .hidden sve_platform_text_access, sve_platform_text_access_end
+    .globl sve_platform_read_words, sve_platform_exchange_word
+    .hidden sve_platform_read_words, sve_platform_exchange_word
+    .type sve_platform_read_words, %function
+    .type sve_platform_exchange_word, %function
+    .balign 16
+sve_platform_text_access:
+sve_platform_read_words:
+    .cfi_startproc
+1:  ldr w3, [x0], #4
+    str w3, [x1], #4
+    subs x2, x2, #1
+    b.ne 1b
+    mov w0, #1
+    ret
+    .cfi_endproc
+    .size sve_platform_read_words, . - sve_platform_read_words
+sve_platform_exchange_word:
+    .cfi_startproc
+1:  ldaxr w3, [x0]
+    cmp w3, w1
+    b.ne 2f
+    stlxr w4, w2, [x0]
+    cbnz w4, 1b
+    dc cvau, x0
+    dsb ish
+    ic ivau, x0
+    dsb ish
+    isb
+    mov w0, #1
+    ret
+2:  clrex
+    mov w0, #0
+    ret
+    .cfi_endproc
+    .size sve_platform_exchange_word, . - sve_platform_exchange_word
+sve_platform_text_access_end:
+
     .section .note.GNU-stack, "", %progbits

@@ -9,8 +9,11 @@
 namespace platform {
 
 struct platform_counters {
-    std::atomic<uint64_t> traps;             // instructions that the processor didn't know
-    std::atomic<uint64_t> sites_rewritten;   // of them, those that have become branches
+    std::atomic<uint64_t> traps;             // at instructions that the processor didn't know
+    std::atomic<uint64_t> executed_at_traps; // instructions, by the trap event
+    std::atomic<uint64_t> blocks_rewritten;  // that trapped repeatedly
+    std::atomic<uint64_t> sites_rewritten;   // their instructions that have become branches
+    std::atomic<uint64_t> pages_changed;     // of text, made writable for a moment
     std::atomic<uint64_t> natives_rewritten; // others, which the processor knows
     std::atomic<uint64_t> signals_delivered; // handlers of the application that were called
     std::atomic<uint64_t> signals_put_off;   // signals that came inside the client
@@ -18,8 +21,8 @@ struct platform_counters {
 };
 inline constinit platform_counters counters{};
 
-inline void count(std::atomic<uint64_t> &counter) {
-    counter.fetch_add(1, std::memory_order_relaxed);
+inline void count(std::atomic<uint64_t> &counter, uint64_t amount = 1) {
+    counter.fetch_add(amount, std::memory_order_relaxed);
 }
 
 } // namespace platform

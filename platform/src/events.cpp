@@ -43,6 +43,7 @@ constinit callback_list<void (*)(void *)> thread_init_events;
 constinit callback_list<void (*)(void *)> thread_exit_events;
 constinit callback_list<void (*)()> exit_events;
 constinit callback_list<drmgr_xform_cb_t> block_events;
+constinit dr_trap_event_t trap_event;
 int tls_fields;
 
 } // namespace
@@ -56,6 +57,11 @@ void platform::raise_thread_exit(void *drcontext) {
 
 void platform::raise_block(void *drcontext, instrlist_t *list) {
     block_events.raise(drcontext, list, list, false, false);
+}
+
+void platform::raise_trap(void *drcontext, dr_registers_t *registers,
+                          const dr_trapped_instr_t *instrs, uint count) {
+    trap_event(drcontext, registers, instrs, count);
 }
 
 void platform::raise_exit_events() {
@@ -85,6 +91,13 @@ bool drmgr_register_bb_app2app_event(drmgr_xform_cb_t func, drmgr_priority_t *pr
 }
 bool drmgr_unregister_bb_app2app_event(drmgr_xform_cb_t func) {
     return block_events.remove(func);
+}
+
+bool dr_register_trap_event(dr_trap_event_t func) {
+    if (trap_event)
+        return false;
+    trap_event = func;
+    return true;
 }
 
 int drmgr_register_tls_field() {

@@ -15,17 +15,17 @@ constexpr size_t arena_instructions = size_t{max_block_instructions} * 512;
 instr_t *arena;
 size_t arena_used;
 
-instr_t *make_instr(a64::word_t word, bool application, app_pc pc) {
+instr_t *make_instr(a64::word_t word, bool application, app_pc pc, a64::word_t stands_for = 0) {
     if (arena_used == arena_instructions)
         refuse(125, "a client inserts too many instructions into one block");
     instr_t *instr = &arena[arena_used++];
-    *instr = {nullptr, nullptr, word, application, false, pc};
+    *instr = {nullptr, nullptr, word, stands_for, application, false, pc, nullptr};
     return instr;
 }
 
 } // namespace
 
-instrlist_t platform::start_list(app_pc pc, bool asked_for) {
+instrlist_t platform::start_list(app_pc pc, dr_block_reason_t reason) {
     if (!arena) {
         void *mapping = mmap(nullptr, arena_instructions * sizeof(instr_t), PROT_READ | PROT_WRITE,
                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -34,7 +34,7 @@ instrlist_t platform::start_list(app_pc pc, bool asked_for) {
         arena = static_cast<instr_t *>(mapping);
     }
     arena_used = 0;
-    return {nullptr, nullptr, pc, asked_for};
+    return {nullptr, nullptr, pc, reason};
 }
 
 // ---- Lists -------------------------------------------------------------------------------------
@@ -47,17 +47,18 @@ static void link_before(instrlist_t *list, instr_t *where, instr_t *instr) {
 }
 
 void platform::append_application_instruction(instrlist_t *list, app_pc pc, a64::word_t word) {
-    link_before(list, nullptr, make_instr(word, true, pc));
+    link_before(list, nullptr, make_instr(word, true, pc, word));
 }
 
 void platform::insert_words(instrlist_t *list, instr_t *where,
                             std::initializer_list<a64::word_t> words) {
     for (const a64::word_t word : words)
-        link_before(list, where, make_instr(word, false, where->pc));
+        link_before(list, where, make_instr(word, false, where->pc, where->stands_for));
 }
 
 void instrlist_preinsert(instrlist_t *list, instr_t *where, instr_t *instr) {
     instr->pc = where->pc;
+    instr->stands_for = where->stands_for;
     link_before(list, where, instr);
 }
 
@@ -85,8 +86,12 @@ instr_t *instr_get_next_app(instr_t *instr) {
 app_pc dr_fragment_app_pc(void *tag) {
     return static_cast<instrlist_t *>(tag)->pc;
 }
-bool dr_fragment_is_asked_for(void *tag) {
-    return static_cast<instrlist_t *>(tag)->asked_for;
+dr_block_reason_t dr_fragment_reason(void *tag) {
+    return static_cast<instrlist_t *>(tag)->reason;
+}
+bool dr_emulate_at_trap(instr_t *instr, void *data) {
+    instr->trap_data = data;
+    return true;
 }
 byte *instr_get_raw_bits(instr_t *instr) {
     // Not those at its place, where a branch may stand by now.

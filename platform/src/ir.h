@@ -5,7 +5,7 @@
 // depends on where it will stand. A list lives while one block is handled; its instructions come
 // from one arena that is emptied with it.
 
-#include "platform/include/dr_api.h"
+#include "platform/include/dr_extensions.h"
 #include "platform/src/a64.h"
 
 #include <initializer_list>
@@ -14,16 +14,18 @@ struct _instr_t {
     instr_t *previous;
     instr_t *next;
     platform::a64::word_t word;
-    bool application; // of the program, not inserted by a client
-    bool copy;        // of the application instruction that it stands for: instr_clone's
-    app_pc pc;        // the application instruction that it is, or stands for
+    platform::a64::word_t stands_for; // the application's word at its place
+    bool application;                 // of the program, not inserted by a client
+    bool copy;       // of the application instruction that it stands for: instr_clone's
+    app_pc pc;       // the application instruction that it is, or stands for
+    void *trap_data; // of an application instruction that is left to traps; else null
 };
 
 struct _instrlist_t {
     instr_t *first;
     instr_t *last;
-    app_pc pc;      // the block's first address
-    bool asked_for; // by dr_translate_also; the program need not have come there
+    app_pc pc; // the block's first address
+    dr_block_reason_t reason;
 };
 
 namespace platform {
@@ -33,7 +35,7 @@ namespace platform {
 inline constexpr unsigned max_block_instructions = 256;
 
 // Starts a new list, and forgets all instructions made before. Under the patch lock.
-instrlist_t start_list(app_pc pc, bool asked_for = false);
+instrlist_t start_list(app_pc pc, dr_block_reason_t reason);
 
 // Adds the application instruction at `pc`, which is `word`, behind the others.
 void append_application_instruction(instrlist_t *list, app_pc pc, a64::word_t word);

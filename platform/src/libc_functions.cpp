@@ -28,6 +28,12 @@ const libc_functions &libc() {
         find(functions.epoll_pwait2, "epoll_pwait2");
         find(functions.getauxval, "getauxval");
         find(functions.prctl, "prctl");
+        find(functions.dlclose, "dlclose");
+        find(functions.mmap, "mmap");
+        find(functions.munmap, "munmap");
+        find(functions.mremap, "mremap");
+        find(functions.mprotect, "mprotect");
+        find(functions.pkey_mprotect, "pkey_mprotect");
         found.store(true, std::memory_order_release);
     }
     return functions;

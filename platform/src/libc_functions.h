@@ -2,12 +2,14 @@
 
 // The C library's own functions behind the names that the platform defines again.
 
+#include <dlfcn.h>
 #include <mqueue.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/auxv.h>
 #include <sys/epoll.h>
+#include <sys/mman.h>
 #include <sys/select.h>
 #include <time.h>
 
@@ -27,6 +29,12 @@ struct libc_functions {
     int (*epoll_pwait2)(int, epoll_event *, int, const timespec *, const sigset_t *);
     decltype(&::getauxval) getauxval;
     int (*prctl)(int, ...);
+    decltype(&::dlclose) dlclose;
+    decltype(&::mmap) mmap;
+    decltype(&::munmap) munmap;
+    decltype(&::mremap) mremap;
+    decltype(&::mprotect) mprotect;
+    decltype(&::pkey_mprotect) pkey_mprotect;
 };
 
 // Found when they are first needed, which the start makes sure is not in a signal handler. A

@@ -3,9 +3,9 @@
 #include "platform/src/features.h"
 #include "platform/src/memory.h"
 #include "platform/src/modules.h"
-#include "platform/src/rewrite.h"
 #include "platform/src/signal_actions.h"
 #include "platform/src/trampolines.h"
+#include "platform/src/trapped_code.h"
 
 #include <cstdlib>
 #include <cstring>

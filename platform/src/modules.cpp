@@ -1,11 +1,13 @@
 #include "platform/src/modules.h"
 
-#include "platform/include/dr_api.h"
+#include "platform/include/dr_extensions.h"
+#include "platform/src/code_map.h"
 #include "platform/src/features.h"
 #include "platform/src/mappings.h"
 #include "platform/src/memory.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cstring>
 #include <elf.h>
@@ -258,12 +260,26 @@ struct module_copy {
     char path[PATH_MAX];
 };
 
+// Most are given back at once, so nearly all of them lie here.
+static struct {
+    std::atomic<bool> taken;
+    module_copy copy;
+} few_copies[4];
+
+static module_copy *take_copy() {
+    for (auto &[taken, copy] : few_copies)
+        if (!taken.exchange(true))
+            return &copy;
+    return static_cast<module_copy *>(map_memory(sizeof(module_copy)));
+}
+
 static module_data_t *copy(const module_record &record) {
-    auto *result = static_cast<module_copy *>(map_memory(sizeof(module_copy)));
+    module_copy *result = take_copy();
     if (!result)
         return nullptr;
-    std::memcpy(result->path, record.path,
-                std::min(std::strlen(record.path), sizeof result->path - 1));
+    const size_t length = std::min(std::strlen(record.path), sizeof result->path - 1);
+    std::memcpy(result->path, record.path, length);
+    result->path[length] = '\0';
     const char *slash = std::strrchr(result->path, '/');
     const char *name = slash ? slash + 1 : result->path;
     result->data = {.start = reinterpret_cast<app_pc>(record.start),
@@ -278,37 +294,27 @@ module_data_t *dr_get_main_module() {
     return record ? copy(*record) : nullptr;
 }
 
-// A client's look-up of a module.
-struct lookup {
-    const byte *pc; // null: none has been made
-    bool found;
-    module_record record;
-    char path[PATH_MAX];
-};
+// The thread that handles a block: what it looks up is known, or found for the next time.
+static const void *looking_up_known_code; // its area
 
-// The last one of the thread that handles a block: clients ask for its module several times, and each answer
-// reads the process's map.
-static lookup remembered_lookup;
-static const void *remembering_thread; // its area
+void platform::look_up_known_code(bool known) {
+    __atomic_store_n(&looking_up_known_code, known ? &dr_thread_area : nullptr, __ATOMIC_RELEASE);
+}
 
-void platform::remember_lookups(bool remember) {
-    remembered_lookup.pc = nullptr;
-    __atomic_store_n(&remembering_thread, remember ? &dr_thread_area : nullptr, __ATOMIC_RELEASE);
+static module_data_t *copy_one(const module_record &record, bool also_libraries) {
+    const bool is_one = also_libraries || !libraries_emulated || !is_program_library(record);
+    return is_one ? copy(record) : nullptr;
 }
 
 static module_data_t *look_up(const byte *pc, bool also_libraries) {
-    lookup own = {};
-    const bool remembers =
-        __atomic_load_n(&remembering_thread, __ATOMIC_ACQUIRE) == &dr_thread_area;
-    lookup &answer = remembers ? remembered_lookup : own;
-    if (answer.pc != pc || !remembers) {
-        answer.record = {};
-        answer.found = find_module(reinterpret_cast<uintptr_t>(pc), answer.record, answer.path);
-        answer.pc = pc;
+    const auto address = reinterpret_cast<uintptr_t>(pc);
+    if (__atomic_load_n(&looking_up_known_code, __ATOMIC_ACQUIRE) == &dr_thread_area) {
+        const code_mapping *code = find_code(address);
+        return code && code->in_module ? copy_one(code->module, also_libraries) : nullptr;
     }
-    const bool is_one = answer.found && (also_libraries || !libraries_emulated ||
-                                         !is_program_library(answer.record));
-    return is_one ? copy(answer.record) : nullptr;
+    char path[PATH_MAX] = "";
+    module_record record = {};
+    return find_module(address, record, path) ? copy_one(record, also_libraries) : nullptr;
 }
 
 // A client leaves the code of modules other than the main one alone. So libraries that are to be emulated are no
@@ -321,5 +327,10 @@ module_data_t *dr_lookup_code_module(const byte *pc) {
 }
 
 void dr_free_module_data(module_data_t *data) {
+    for (auto &[taken, copy] : few_copies)
+        if (data == &copy.data) {
+            taken = false;
+            return;
+        }
     unmap_memory(data, sizeof(module_copy));
 }

@@ -31,9 +31,9 @@ uintptr_t address_in_file(const module_record &module, uintptr_t address);
 void emulate_libraries();
 bool libraries_are_emulated();
 
-// From now on, or no longer, the answer to a client's last look-up of a module is kept for the next one. Under the patch
-// lock; not kept where the program may load libraries meanwhile.
-void remember_lookups(bool remember);
+// From now on, or no longer, this thread's look-ups for clients are of what is known of code (code_map.h). Under the patch
+// lock.
+void look_up_known_code(bool known);
 
 // The platform's module, or the client's, starts there. Once for each.
 void note_own_module(uintptr_t start);

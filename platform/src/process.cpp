@@ -4,10 +4,10 @@
 #include "platform/src/counters.h"
 #include "platform/src/events.h"
 #include "platform/src/message.h"
-#include "platform/src/rewrite.h"
 #include "platform/src/signal_actions.h"
 #include "platform/src/signal_set.h"
 #include "platform/src/thread.h"
+#include "platform/src/trapped_code.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -29,8 +29,11 @@ constinit std::atomic<end_state> state{end_state::running};
 constinit std::atomic<pid_t> ending_thread{0};
 
 void say_report() {
-    say("traps %lu, sites rewritten %lu, native instructions rewritten %lu", counters.traps.load(),
-        counters.sites_rewritten.load(), counters.natives_rewritten.load());
+    say("traps %lu, instructions executed at traps %lu, blocks rewritten %lu, pages changed %lu, "
+        "sites rewritten %lu, native instructions rewritten %lu",
+        counters.traps.load(), counters.executed_at_traps.load(), counters.blocks_rewritten.load(),
+        counters.pages_changed.load(), counters.sites_rewritten.load(),
+        counters.natives_rewritten.load());
     say("signals delivered %lu, put off %lu, moved %lu", counters.signals_delivered.load(),
         counters.signals_put_off.load(), counters.signals_moved.load());
 }

@@ -11,13 +11,13 @@
 #include "platform/src/sequence.h"
 
 #include "platform/src/a64.h"
+#include "platform/src/context.h"
 #include "platform/src/counters.h"
 #include "platform/src/message.h"
 #include "platform/src/thread.h"
 #include "platform/src/trampolines.h"
 #include "platform/src/traps.h"
 
-#include <asm/sigcontext.h>
 #include <cstring>
 
 // In call.S.
@@ -31,15 +31,6 @@ namespace platform {
 namespace {
 
 using a64::word_t;
-
-fpsimd_context *floating_point_of(mcontext_t &machine) {
-    auto *record = reinterpret_cast<_aarch64_ctx *>(machine.__reserved);
-    while (record->magic && record->magic != FPSIMD_MAGIC)
-        record = reinterpret_cast<_aarch64_ctx *>(reinterpret_cast<char *>(record) + record->size);
-    if (!record->magic)
-        refuse(125, "a signal's context has no floating-point registers");
-    return reinterpret_cast<fpsimd_context *>(record);
-}
 
 uint64_t address_of(const word_t *code) {
     return reinterpret_cast<uint64_t>(code);

@@ -4,12 +4,13 @@
 #include "platform/src/later_instructions.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
-#include "platform/src/rewrite.h"
 #include "platform/src/sequence.h"
 #include "platform/src/signal_actions.h"
 #include "platform/src/start.h"
+#include "platform/src/text.h"
 #include "platform/src/thread.h"
 #include "platform/src/trampolines.h"
+#include "platform/src/trapped_code.h"
 #include "platform/src/traps.h"
 
 #include <cerrno>
@@ -144,10 +145,16 @@ bool resume(mcontext_t &machine) {
     if (in_trampolines(machine.pc))
         return resume_trampoline(machine);
     need_thread_state();
-    const uintptr_t go_on = handle_trapped_instruction(machine.pc);
-    if (go_on)
-        machine.pc = go_on;
-    return go_on != 0;
+    bool resumed = false;
+    {
+        // What is executed may fault, and the text may be gone.
+        constexpr signal_set faults = set_of(SIGSEGV) | set_of(SIGBUS);
+        const signals_blocked_of<~faults> scope;
+        resumed = handle_trapped_instruction(machine);
+    }
+    if (dr_thread_area.pending)
+        let_signals_come();
+    return resumed;
 }
 
 // Runs on whatever stack the application has, which may be the smallest alternate one: all work is
@@ -174,6 +181,8 @@ bool resume(mcontext_t &machine) {
 // A fault in the client is the client's, and one in the application too if the application has no
 // handler of its own.
 [[gnu::noinline]] void handle_fault(int signal, siginfo_t *info, ucontext_t &context) {
+    if (resume_text_access(context.uc_mcontext))
+        return;
     const uint64_t stack_pointer = context.uc_mcontext.sp;
     const bool in_client = inside_client(stack_pointer);
     if (!in_client && application_action(signal).has_handler()) {

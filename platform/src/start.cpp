@@ -8,7 +8,7 @@
 //     SVERUN_CLIENT          the client library; without it the one beside this library
 //     SVERUN_CLIENT_ARGS     words for the client, each ended by a newline
 //     SVERUN_LIBRARIES       set: SVE is emulated in the program's libraries, too
-//     SVERUN_TRAP_EVERY_TIME set: sites are never rewritten
+//     SVERUN_REWRITE_AFTER   so many traps of a block, which is rewritten then; 0: never
 //     SVERUN_REPORT          set: what the platform has done is told at the end
 //     SVERUN_FOLLOW          set: all of this stays in the environment
 
@@ -20,9 +20,9 @@
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
 #include "platform/src/process.h"
-#include "platform/src/rewrite.h"
 #include "platform/src/signals.h"
 #include "platform/src/thread.h"
+#include "platform/src/trapped_code.h"
 
 #include <climits>
 #include <cstdarg>
@@ -184,8 +184,8 @@ void platform::start_platform() {
     const char *words = take_variable("SVERUN_CLIENT_ARGS", follow);
     if (take_variable("SVERUN_LIBRARIES", follow))
         emulate_libraries();
-    if (take_variable("SVERUN_TRAP_EVERY_TIME", follow))
-        set_trap_every_time();
+    if (const char *traps = take_variable("SVERUN_REWRITE_AFTER", follow))
+        rewrite_after(static_cast<unsigned>(std::atoi(traps)));
     if (take_variable("SVERUN_REPORT", follow))
         set_report();
     if (!follow)

@@ -253,7 +253,7 @@ void put_off_signal(const siginfo_t &info, ucontext_t &context) {
         send_again(info);
 }
 
-void let_signals_in(ucontext_t &context) {
+void let_signals_come() {
     thread_record &record = own_record();
     if (record.close_requested)
         close_this_thread();
@@ -261,7 +261,11 @@ void let_signals_in(ucontext_t &context) {
         send_again(record.waiting[i]);
     record.waiting_count = 0;
     dr_thread_area.pending = 0;
-    set_kernel_set(context.uc_sigmask, record.mask);
+}
+
+void let_signals_in(ucontext_t &context) {
+    let_signals_come();
+    set_kernel_set(context.uc_sigmask, own_record().mask);
 }
 
 // ---- Copies of memory ---------------------------------------------------------------------------

@@ -64,6 +64,9 @@ void put_off_signal(const siginfo_t &info, ucontext_t &context);
 // gives the context back the mask that it had.
 void let_signals_in(ucontext_t &context);
 
+// The same in the handler of a trap, all signals blocked: they come when it has returned.
+void let_signals_come();
+
 // ---- What a signal handler must not change ------------------------------------------------------
 
 // A copy of the client's memory of one thread, kept while an application's handler runs.

@@ -91,6 +91,13 @@ chunk *add_chunk_between(uintptr_t from, uintptr_t bound) {
 
 // A new chunk that a branch at the site reaches, and that reaches the site. Null if there is no room.
 chunk *add_near_chunk(uintptr_t site) {
+    // Below the last one there nearly always is, and the process's map need not be read.
+    if (const unsigned count = chunk_count.load(std::memory_order_relaxed)) {
+        const uintptr_t below = chunks[count - 1].start - chunk_bytes;
+        chunk *added = is_near(below, site) ? add_chunk(below) : nullptr;
+        if (added && is_near(added->start, site))
+            return added;
+    }
     constexpr uintptr_t range = a64::branch_range - chunk_bytes;
     constexpr uintptr_t lowest = uintptr_t{1} << 20; // keeps null pointers invalid
     // Below first, since the heap grows behind the executable.
@@ -109,7 +116,7 @@ chunk *find_chunk(F &&suits) {
 
 } // namespace
 
-trampoline_place take_trampoline(uintptr_t site, size_t words) {
+trampoline_place take_trampoline(uintptr_t site, size_t words, bool only_near) {
     const size_t bytes = words * sizeof(a64::word_t);
     if (bytes > chunk_bytes)
         return {nullptr, false};
@@ -121,9 +128,9 @@ trampoline_place take_trampoline(uintptr_t site, size_t words) {
     chunk *found = find_chunk(near_with_room);
     if (!found)
         found = add_near_chunk(site);
-    if (!found)
+    if (!found && !only_near)
         found = find_chunk(has_room);
-    if (!found)
+    if (!found && !only_near)
         found = add_chunk(0);
     if (!found)
         return {nullptr, false};

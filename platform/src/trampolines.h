@@ -15,8 +15,8 @@ struct trampoline_place {
     bool near;         // within a branch of the site, all of it
 };
 
-// Takes room for `words` words, near `site` if that can be had. Under the patch lock.
-trampoline_place take_trampoline(uintptr_t site, size_t words);
+// Takes room for `words` words, near `site` if that can be had, or only there. Under the patch lock.
+trampoline_place take_trampoline(uintptr_t site, size_t words, bool only_near = false);
 
 // Whether an address lies in trampolines. Safe at any time.
 bool in_trampolines(uintptr_t address);

@@ -4,6 +4,7 @@
 
 #include "dr_api.h"
 #include "drmgr.h"
+#include "platform/include/dr_extensions.h"
 
 #include "sve/core/export.h"
 #include "sve/core/handler.h"
@@ -40,8 +41,8 @@ extern bool clears_upper_bytes;
 } // namespace sve::client
 
 // The basic-block event: replaces the SVE instructions of the main module, and of code in no
-// module, by calls of emulate_instruction. All others are counted and stay, but for those that
-// native_write_at names.
+// module, by calls of emulate_instruction, or leaves them to traps at first, where the platform does that. All others
+// are counted and stay, but for those that native_write_at names.
 dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t *bb,
                                          bool for_trace, bool translating);
 
@@ -49,3 +50,8 @@ dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t
 // code has stored all application registers but X26 to X28; those are in spill slots 1 to 3, and go
 // back there. The application's FPCR and FPSR are in force.
 void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler handler);
+
+// The trap event: runs instructions, whose data are their handlers, on the calling thread's cpu_state, between taking
+// the registers and giving them back.
+void event_trap(void *drcontext, dr_registers_t *registers, const dr_trapped_instr_t *instrs,
+                uint count);

@@ -1,6 +1,6 @@
 // For an installed DynamoRIO, what only the built-in platform has. Neither built nor run yet.
 
-#include "sve/client/dynamorio_call.h"
+#include "platform/include/dr_extensions.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -26,15 +26,21 @@ bool dr_is_translated(const byte *) {
     return true;
 }
 
-bool dr_fragment_is_asked_for(void *) {
+dr_block_reason_t dr_fragment_reason(void *) {
+    return DR_BLOCK_MET;
+}
+
+// Code is translated before it runs.
+bool dr_emulate_at_trap(instr_t *, void *) {
+    return false;
+}
+bool dr_register_trap_event(dr_trap_event_t) {
     return false;
 }
 
 // Code is never changed where it is.
-uint dr_application_word(const byte *pc) {
-    uint word;
-    std::memcpy(&word, pc, sizeof word);
-    return word;
+void dr_application_words(const byte *pc, uint *words, size_t count) {
+    std::memcpy(words, pc, count * sizeof *words);
 }
 
 module_data_t *dr_lookup_code_module(const byte *pc) {

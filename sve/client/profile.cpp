@@ -1,7 +1,7 @@
 #include "sve/client/profile.h"
 
+#include "platform/include/dr_extensions.h"
 #include "sve/client/client.h"
-#include "sve/client/dynamorio_call.h"
 #include "sve/client/write_all.h"
 #include "sve/core/sve_utils.h"
 #include "sve/core/vector_length.h"

@@ -9,17 +9,21 @@
 //
 // A native instruction that has to clear the upper bytes of Z rows is replaced by itself and stores
 // into the cpu_state.
+#include "platform/include/dr_extensions.h"
 #include "sve/client/client.h"
-#include "sve/client/dynamorio_call.h"
 #include "sve/client/profile.h"
 #include "sve/client/upper_bytes.h"
 
+#include "sve/core/bits.h"
+#include "sve/core/short_mutex.h"
 #include "sve/core/sve_utils.h"
 
 #include "sve/core/cpu_state.h"
 
 #include <cstddef>
 #include <cstring>
+#include <iterator>
+#include <mutex>
 
 using namespace sve::client;
 
@@ -193,6 +197,24 @@ void replace_native_write(void *drcontext, instrlist_t *bb, instr_t *instr, uint
     instr_destroy(drcontext, instr);
 }
 
+// is_sve, which asks dozens of maps, for words that come again and again: most are of no SVE instruction, and programs have
+// the others in many places.
+aarch64_handler find_handler(unsigned int word) {
+    if (sve::bits(word, 28, 25) != 0b0010) // the group that all SVE instructions are in
+        return nullptr;
+    struct answer {
+        unsigned int word;
+        aarch64_handler handler;
+    };
+    static answer answers[1024]; // the last one of each number
+    static sve::short_mutex answers_mutex;
+    const std::lock_guard lock(answers_mutex);
+    answer &known = answers[(word ^ word >> 10 ^ word >> 20) % std::size(answers)];
+    if (known.word != word)
+        known = {word, is_sve(word)};
+    return known.handler;
+}
+
 // True for code of the main module and code in no module. Other modules' code stays as it is.
 bool is_emulated_code(app_pc pc) {
     module_data_t *module = dr_lookup_module(pc);
@@ -206,25 +228,26 @@ bool is_emulated_code(app_pc pc) {
 } // namespace
 
 dr_emit_flags_t event_instruction_change(void *drcontext, void *tag, instrlist_t *bb, bool, bool) {
-    // Nothing is asked for but instructions of code that is emulated.
-    const bool is_asked_for = dr_fragment_is_asked_for(tag);
-    if (!is_asked_for && !is_emulated_code(dr_fragment_app_pc(tag)))
+    // Nothing is asked for, and nothing comes again, but instructions of code that is emulated.
+    const dr_block_reason_t reason = dr_fragment_reason(tag);
+    const bool is_met = reason == DR_BLOCK_MET;
+    if (is_met && !is_emulated_code(dr_fragment_app_pc(tag)))
         return DR_EMIT_DEFAULT;
-    if (clears_upper_bytes && !is_asked_for)
+    if (clears_upper_bytes && is_met)
         find_native_writes(drcontext, dr_fragment_app_pc(tag));
     instr_t *next;
     for (instr_t *instr = instrlist_first_app(bb); instr; instr = next) {
         next = instr_get_next_app(instr);
         unsigned int word;
         std::memcpy(&word, instr_get_raw_bits(instr), sizeof word);
-        // What is asked for is native.
-        if (const aarch64_handler handler = is_asked_for ? nullptr : is_sve(word)) {
-            if constexpr (sve::counts_instructions)
+        if (const aarch64_handler handler = find_handler(word)) {
+            if (sve::counts_instructions && is_met)
                 note_for_profile(dr_fragment_app_pc(tag), instr_get_app_pc(instr), word);
-            replace(drcontext, bb, instr, word, handler);
+            if (!is_met || !dr_emulate_at_trap(instr, reinterpret_cast<void *>(handler)))
+                replace(drcontext, bb, instr, word, handler);
             continue;
         }
-        if (!is_asked_for) // else it is counted with the block that reaches it, if one does
+        if (is_met)
             aarch64_instr_count++;
         if (const uint32_t written =
                 clears_upper_bytes ? native_write_at(instr_get_app_pc(instr), word) : 0)

@@ -6,6 +6,7 @@
 
 #include "sve/client/profile.h"
 #include "sve/client/totals.h"
+#include "sve/core/host_fp.h"
 #include "sve/core/signals.h"
 #include "sve/core/sve_utils.h"
 
@@ -15,6 +16,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <pthread.h>
 #include <string>
 
@@ -59,6 +61,19 @@ static void event_thread_exit(void *drcontext) {
 
 // ---- Emulation ---------------------------------------------------------------------------------
 
+// Runs the instruction at the state's pc.
+[[gnu::always_inline]] static inline void run(cpu_state *state, unsigned int word,
+                                              aarch64_handler handler) {
+    if (handler(state, word) == AARCH64_DECODE_OK) [[likely]] {
+        if constexpr (sve::counts_instructions)
+            update_sve_stats(state->pc, word);
+    } else {
+        // Not the word at pc, which may be a branch to this call by now.
+        fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", word,
+                static_cast<void *>(state->pc));
+    }
+}
+
 void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler handler) {
     void *drcontext = dr_get_current_drcontext();
     asm("" : "+r"(drcontext)); // one register across the calls, not a sum to be made anew
@@ -71,20 +86,39 @@ void emulate_instruction(unsigned int word, unsigned char *pc, aarch64_handler h
     state->x[27] = x27;
     state->x[28] = x28;
 
-    if (handler(state, word) == AARCH64_DECODE_OK) [[likely]] {
-        if constexpr (sve::counts_instructions)
-            update_sve_stats(state->pc, word);
-    } else {
-        // Not the word at pc, which may be a branch to this call by now.
-        fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", word,
-                static_cast<void *>(state->pc));
-    }
+    run(state, word, handler);
 
     const uint64_t *const x = state->x;
     const reg_t new_x26 = x[26], new_x27 = x[27], new_x28 = x[28];
     dr_write_saved_reg(drcontext, SPILL_SLOT_1, new_x26);
     dr_write_saved_reg(drcontext, SPILL_SLOT_2, new_x27);
     dr_write_saved_reg(drcontext, SPILL_SLOT_3, new_x28);
+}
+
+void event_trap(void *drcontext, dr_registers_t *registers, const dr_trapped_instr_t *instrs,
+                uint count) {
+    auto *state = static_cast<cpu_state *>(drmgr_get_tls_field(drcontext, tls_idx));
+    std::memcpy(state->x, registers->x, sizeof state->x);
+    state->sp = registers->sp;
+    state->nzcv = registers->nzcv;
+    state->fpsr = registers->fpsr;
+    state->fpcr = registers->fpcr;
+    for (unsigned i = 0; i < std::size(state->z); i++)
+        std::memcpy(state->z[i], registers->q[i], sizeof registers->q[i]);
+
+    for (uint i = 0; i < count; i++) {
+        const sve::host_fp_scope application_words(state->fpcr, state->fpsr);
+        state->pc = reinterpret_cast<unsigned int *>(instrs[i].pc);
+        run(state, instrs[i].word, reinterpret_cast<aarch64_handler>(instrs[i].data));
+    }
+
+    std::memcpy(registers->x, state->x, sizeof state->x);
+    registers->sp = state->sp;
+    registers->nzcv = state->nzcv;
+    registers->fpsr = state->fpsr;
+    registers->fpcr = state->fpcr;
+    for (unsigned i = 0; i < std::size(state->z); i++)
+        std::memcpy(registers->q[i], state->z[i], sizeof registers->q[i]);
 }
 
 // ---- The process -------------------------------------------------------------------------------
@@ -162,6 +196,7 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char *argv[]) {
     dr_register_exit_event(event_exit);
     if (!drmgr_register_bb_app2app_event(event_instruction_change, nullptr))
         assertion_failure(__LINE__, "false");
+    dr_register_trap_event(event_trap); // where there are none, no instruction is left to them
     tls_idx = drmgr_register_tls_field();
     keep_locks_around_forks();
 

@@ -3,18 +3,20 @@
 // lead to, and code that the program made, is looked at when a block there comes, around that.
 #include "sve/client/upper_bytes.h"
 
+#include "platform/include/dr_extensions.h"
 #include "sve/client/analysis/module_places.h"
 #include "sve/client/analysis/native_writes.h"
 #include "sve/client/client.h"
-#include "sve/client/dynamorio_call.h"
 #include "sve/core/cpu_state.h"
 #include "sve/core/short_mutex.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,7 +27,7 @@ namespace {
 struct known_module {
     uintptr_t start, end;
     std::string path;
-    std::vector<place> places;
+    module_places places;
 };
 
 // What is known of the program so far.
@@ -77,33 +79,34 @@ known_module *program_places::know_module(uintptr_t pc, bool &is_new) {
     module_data_t *data = dr_lookup_code_module(pointer(pc));
     if (!data)
         return nullptr;
-    known_module module = {reinterpret_cast<uintptr_t>(data->start),
-                           reinterpret_cast<uintptr_t>(data->end),
-                           data->full_path ? data->full_path : "",
-                           {}};
-    dr_free_module_data(data);
+    const auto start = reinterpret_cast<uintptr_t>(data->start);
+    const auto end = reinterpret_cast<uintptr_t>(data->end);
+    const std::string_view path = data->full_path ? data->full_path : "";
     const auto is_gone = [&](const known_module &known) {
-        const bool overlaps = known.start < module.end && module.start < known.end;
-        const bool same = known.start == module.start && known.path == module.path;
-        const bool is_in_place =
-            known.places.empty() || dr_is_translated(pointer(known.places[0].pc));
-        return overlaps && !(same && is_in_place);
+        const bool overlaps = known.start < end && start < known.end;
+        const std::vector<place> &replaced = known.places.native;
+        return overlaps && !(known.start == start && known.path == path &&
+                             (replaced.empty() || dr_is_translated(pointer(replaced[0].pc))));
     };
     std::erase_if(modules_, is_gone);
-    for (known_module &known : modules_)
-        if (pc >= known.start && pc < known.end)
-            return &known;
-    module.places = find_places(sve_, image_of(module.start, module.end));
-    is_new = true;
-    modules_.push_back(std::move(module));
-    return &modules_.back();
+    const auto holds_pc = [pc](const known_module &known) {
+        return pc >= known.start && pc < known.end;
+    };
+    auto module = std::find_if(modules_.begin(), modules_.end(), holds_pc);
+    if (module == modules_.end()) {
+        is_new = true;
+        modules_.push_back(
+            {start, end, std::string(path), find_places(sve_, image_of(start, end))});
+        module = std::prev(modules_.end());
+    }
+    dr_free_module_data(data);
+    return &*module;
 }
 
 // The program's own words.
 void program_places::load_words(uintptr_t start, uintptr_t end) {
     words_.resize((end - start) / 4);
-    for (size_t i = 0; i < words_.size(); i++)
-        words_[i] = dr_application_word(pointer(start + 4 * i));
+    dr_application_words(pointer(start), words_.data(), words_.size());
 }
 
 // Loads the function that `pc` lies in and follows it. False if none does.
@@ -119,7 +122,7 @@ bool program_places::load_function_at(uintptr_t pc, const std::optional<module_i
 // Loads what is around an instruction that lies in no function, and follows it from there: as much as it takes, up to
 // a limit.
 void program_places::load_around(uintptr_t pc, const std::optional<module_image> &image) {
-    constexpr uintptr_t narrow = 1 << 10, wide = 16 << 10; // to each side
+    constexpr uintptr_t narrow = 128, wide = 16 << 10; // to each side
     uintptr_t low = 0, high = ~uintptr_t{0};
     if (const auto gap = image ? image->gap_at(pc) : std::nullopt) {
         low = gap->start;
@@ -166,8 +169,10 @@ void program_places::find(void *drcontext, uintptr_t pc) {
     known_module *module = know_module(pc, is_new);
     std::vector<place> wanted;
     if (is_new)
-        wanted = module->places;
-    else if (module && stretch_.is_reached(pc))
+        wanted = module->places.native;
+    else if (module &&
+             (stretch_.is_reached(pc) ||
+              std::binary_search(module->places.sve.begin(), module->places.sve.end(), pc)))
         return;
 
     std::optional<module_image> image;
@@ -187,7 +192,7 @@ void program_places::find(void *drcontext, uintptr_t pc) {
         std::vector<place> around;
         stretch_.add_places(around);
         if (module)
-            add(module->places, around);
+            add(module->places.native, around);
         else
             elsewhere_ = around;
         add(wanted, around);
@@ -199,7 +204,7 @@ void program_places::find(void *drcontext, uintptr_t pc) {
 uint32_t program_places::written_at(uintptr_t pc) const {
     for (const known_module &module : modules_)
         if (pc >= module.start && pc < module.end) {
-            const place *found = find_place(module.places, pc);
+            const place *found = find_place(module.places.native, pc);
             return found ? found->written : 0;
         }
     const place *found = find_place(elsewhere_, pc);

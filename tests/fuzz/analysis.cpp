@@ -122,7 +122,7 @@ void check_places(const module_image &image) {
 
     std::map<uintptr_t, plain_reach> reach;
     uintptr_t before = 0;
-    for (const place &p : find_places(known_words(), image)) {
+    for (const place &p : find_places(known_words(), image).native) {
         check(p.pc > before && p.pc % 4 == 0, "a place out of order", p.pc);
         before = p.pc;
         const module_image::text *text = image.text_at(p.pc);

@@ -194,6 +194,15 @@ TEST(GeneratedCode, OutOfReachOfTrampolines) {
     EXPECT_EQ(run(code, 1, 4), 6u);
 }
 
+// A processor emulator may show both as one mapping, with the protection of its first page.
+TEST(GeneratedCode, BehindDataInItsMapping) {
+    code_pages pages(2 * code_pages::page);
+    word_t *code = pages.write({add_z0_z0_z1, add_z0_z0_z0, ret}, code_pages::page);
+    mprotect(pages.at(0), code_pages::page, PROT_READ);
+    for (uint32_t i = 0; i < 5; i++)
+        EXPECT_EQ(run(code, i, 4), 2 * i + 8);
+}
+
 TEST(GeneratedCode, TextThatCannotBeWritten) {
     const word_t words[] = {add_z0_z0_z1, add_z0_z0_z0, ret};
     char path[] = "/tmp/sve-text-XXXXXX";

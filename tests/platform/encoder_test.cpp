@@ -86,7 +86,7 @@ TEST(Words, Ranges) {
 
 class Created : public testing::Test {
 protected:
-    Created() : list(start_list(nullptr)) {}
+    Created() : list(start_list(nullptr, DR_BLOCK_AGAIN)) {}
 
     static opnd_t reg(unsigned number) { return opnd_create_reg(static_cast<reg_id_t>(number)); }
     static opnd_t memory(unsigned base, int offset, opnd_size_t size) {

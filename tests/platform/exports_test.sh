@@ -39,7 +39,7 @@ check "the client exports no direct routine" grep -q '^sve_add_zzz(cpu_state' <(
 # Of the C library, which the platform stands in front of.
 library_functions=(
     _Exit __getauxval __ppoll_chk __sigaction __sigpause __sigsuspend __sysv_signal __xpg_sigpause _exit
-    bsd_signal epoll_pwait epoll_pwait2 getauxval mq_notify ppoll prctl pselect pthread_attr_setsigmask_np
+    bsd_signal dlclose epoll_pwait epoll_pwait2 getauxval mmap mmap64 mprotect mq_notify mremap munmap pkey_mprotect ppoll prctl pselect pthread_attr_setsigmask_np
     pthread_sigmask sigaction sigblock sighold sigignore siginterrupt signal sigprocmask sigrelse
     sigset sigsetmask sigsuspend ssignal sysv_signal timer_create
 )

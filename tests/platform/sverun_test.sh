@@ -250,7 +250,9 @@ expect_traps() {
     traps=$(grep -c -- '--- SIGILL' err)
     [[ $traps == "$1" ]] || fail "$traps traps, not $1"
 }
-expect_traps 1 "$program" pairs 1000000
+expect_traps 1 --rewrite-after=1 "$program" pairs 1000000
+expect_out 3000000
+expect_traps 63 "$program" pairs 1000000 # a loop of two runs: the 32nd trap of the first one rewrites both
 expect_out 3000000
 expect_traps 100 --trap-every-time "$program" pairs 50
 expect_traps 0 "$program"

@@ -1,6 +1,6 @@
 // The test client replaces those native instructions that the program names (native_writes.h), with the
 // next block that it gets.
-#include "sve/client/dynamorio_call.h"
+#include "platform/include/dr_extensions.h"
 #include "sve/client/upper_bytes.h"
 #include "sve/core/sve_utils.h"
 #include "tests/platform/native_writes.h"
@@ -56,7 +56,9 @@ void sve::client::find_native_writes(void *, app_pc) {
 }
 
 uint32_t sve::client::native_write_at(app_pc pc, uint32_t word) {
-    if (word != dr_application_word(pc)) // of whatever stands there
+    uint application_word;
+    dr_application_words(pc, &application_word, 1);
+    if (word != application_word) // of whatever stands there
         dr_abort();
     size_t first = 0, behind = named_count;
     while (first < behind) {

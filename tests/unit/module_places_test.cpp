@@ -22,7 +22,7 @@ const sve_words &sve() {
 // Places as function number and index in it.
 std::vector<std::pair<size_t, size_t>> places_of(const module_builder &module) {
     std::vector<std::pair<size_t, size_t>> result;
-    for (const place &p : find_places(sve(), module.image()))
+    for (const place &p : find_places(sve(), module.image()).native)
         for (size_t f = 0; f < module.functions(); f++)
             if (p.pc >= module.start_of(f) && p.pc < module.end_of(f))
                 result.emplace_back(f, (p.pc - module.start_of(f)) / 4);
@@ -181,7 +181,7 @@ TEST(ModulePlaces, NothingStaleIsReadOnAnyWay) {
             module.add(code);
         }
         const module_image image = module.image();
-        const std::vector<place> places = find_places(sve(), image);
+        const std::vector<place> places = find_places(sve(), image).native;
         places_in_all += places.size();
         code_walk walk(sve(), image, places);
         for (unsigned f = 0; f < count; f++)

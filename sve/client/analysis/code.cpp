@@ -127,6 +127,14 @@ void code_stretch::enter(uintptr_t pc) {
     }
 }
 
+void code_stretch::add_sve(std::vector<uintptr_t> &pcs) const {
+    if (!has_sve_)
+        return;
+    for (size_t i = 0; i < words_.size(); i++)
+        if (is_of(sve_group, words_[i]) && is(reached, i) && effects_[i].is_sve)
+            pcs.push_back(start_ + 4 * i);
+}
+
 bool code_stretch::looks_like_code(size_t i) const {
     const uint32_t word = words_[i];
     return bits(word, 28, 25) == 0b0010 ? sve_.find(word) != nullptr : looks_native(word);

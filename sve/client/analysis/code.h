@@ -84,6 +84,8 @@ public:
 
     bool is_reached(uintptr_t pc) const { return contains(pc) && is(reached, index(pc)); }
     bool has_sve() const { return has_sve_; } // among what is reached
+    // Adds the SVE instructions among what is reached, in ascending order.
+    void add_sve(std::vector<uintptr_t> &pcs) const;
 
     // ---- Liveness ----
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <memory_resource>
@@ -35,7 +36,7 @@ public:
         : image_(image), stretch_(sve), functions_(&memory_), points_(&memory_), exits_(&memory_),
           branches_(&memory_), queue_(&memory_), changed_(&memory_) {}
 
-    std::vector<place> run();
+    module_places run();
 
 private:
     struct known_function {
@@ -76,7 +77,7 @@ private:
     std::pmr::vector<branch> branches_; // of the whole module, once they are needed
     std::pmr::vector<known_functions::iterator> queue_;
     std::pmr::vector<uintptr_t> changed_; // points where more is used than was known
-    std::vector<place> places_;
+    module_places places_;
 };
 
 module_search::known_functions::iterator module_search::need_function(uintptr_t pc) {
@@ -199,12 +200,14 @@ void module_search::look_at(known_functions::iterator function) {
     for (auto p = first; p != last; ++p)
         stretch_.enter(p->first);
     stretch_.enter_gaps(known.has_handlers);
+    if (!known.looked_at)
+        stretch_.add_sve(places_.sve);
     known.looked_at = true;
     if (stretch_.has_sve()) // anybody may call it
         known.read_behind |= passed_registers;
     stretch_.find_live({[this](uintptr_t target) { return read_at(target); }, known.read_behind,
                         passed_registers});
-    stretch_.add_places(places_);
+    stretch_.add_places(places_.native);
 
     raise(start, known.used, stretch_.used_at(start));
     for (auto p = first; p != last; ++p)
@@ -224,7 +227,7 @@ void module_search::look_at(known_functions::iterator function) {
     });
 }
 
-std::vector<place> module_search::run() {
+module_places module_search::run() {
     queue_functions_with_sve();
     while (!queue_.empty()) {
         // In the order of addresses, at first: what is found then needs no sorting.
@@ -242,16 +245,20 @@ std::vector<place> module_search::run() {
         queue_callers();
         changed_.clear();
     }
-    const auto by_address = [](const place &a, const place &b) { return a.pc < b.pc; };
-    if (!std::is_sorted(places_.begin(), places_.end(), by_address))
-        std::sort(places_.begin(), places_.end(), by_address);
-    places_.erase(std::unique(places_.begin(), places_.end()), places_.end());
+    const auto sort = [](auto &found, auto &&before) {
+        if (!std::is_sorted(found.begin(), found.end(), before))
+            std::sort(found.begin(), found.end(), before);
+    };
+    auto &[native, sve] = places_;
+    sort(native, [](const place &a, const place &b) { return a.pc < b.pc; });
+    native.erase(std::unique(native.begin(), native.end()), native.end());
+    sort(sve, std::less<>());
     return std::move(places_);
 }
 
 } // namespace
 
-std::vector<place> find_places(const sve_words &sve, const module_image &image) {
+module_places find_places(const sve_words &sve, const module_image &image) {
     return module_search(sve, image).run();
 }
 

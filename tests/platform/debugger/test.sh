@@ -15,7 +15,7 @@ trap 'rm -rf "$directory"' EXIT
 printf '#!/bin/sh\nexec qemu-aarch64 -g %s "$@"\n' "$directory/socket" >"$directory/emulator"
 chmod +x "$directory/emulator"
 "$cmake" --install "$build" --component debug --prefix "$directory" >/dev/null || exit 1
-timeout 240 "$sverun" --emulator "$directory/emulator" "$program" >"$directory/out" 2>&1 &
+timeout 240 "$sverun" --rewrite-after=1 --emulator "$directory/emulator" "$program" >"$directory/out" 2>&1 &
 for ((i = 0; i < 100; i++)); do
     [[ -S $directory/socket ]] && break
     sleep 0.1
