@@ -1,6 +1,7 @@
 #include "platform/src/libc_functions.h"
 
 #include <atomic>
+#include <cstring>
 #include <dlfcn.h>
 
 namespace platform {
@@ -8,32 +9,38 @@ namespace platform {
 static libc_functions functions;
 static std::atomic<bool> found;
 
-template <class Function>
-static void find(Function *&function, const char *name) {
-    function = reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
+// A table, since code that runs once at the start costs more.
+static constinit const struct {
+    const char *name;
+    void *place; // in `functions`
+} wanted[] = {
+    {"pthread_sigmask", &functions.pthread_sigmask},
+    {"sigprocmask", &functions.sigprocmask},
+    {"pthread_attr_setsigmask_np", &functions.pthread_attr_setsigmask_np},
+    {"timer_create", &functions.timer_create},
+    {"mq_notify", &functions.mq_notify},
+    {"sigsuspend", &functions.sigsuspend},
+    {"ppoll", &functions.ppoll},
+    {"__ppoll_chk", &functions.__ppoll_chk},
+    {"pselect", &functions.pselect},
+    {"epoll_pwait", &functions.epoll_pwait},
+    {"epoll_pwait2", &functions.epoll_pwait2},
+    {"getauxval", &functions.getauxval},
+    {"prctl", &functions.prctl},
+    {"dlclose", &functions.dlclose},
+    {"mmap", &functions.mmap},
+    {"munmap", &functions.munmap},
+    {"mremap", &functions.mremap},
+    {"mprotect", &functions.mprotect},
+    {"pkey_mprotect", &functions.pkey_mprotect},
+};
 
 const libc_functions &libc() {
     if (!found.load(std::memory_order_acquire)) {
-        find(functions.pthread_sigmask, "pthread_sigmask");
-        find(functions.sigprocmask, "sigprocmask");
-        find(functions.pthread_attr_setsigmask_np, "pthread_attr_setsigmask_np");
-        find(functions.timer_create, "timer_create");
-        find(functions.mq_notify, "mq_notify");
-        find(functions.sigsuspend, "sigsuspend");
-        find(functions.ppoll, "ppoll");
-        find(functions.__ppoll_chk, "__ppoll_chk");
-        find(functions.pselect, "pselect");
-        find(functions.epoll_pwait, "epoll_pwait");
-        find(functions.epoll_pwait2, "epoll_pwait2");
-        find(functions.getauxval, "getauxval");
-        find(functions.prctl, "prctl");
-        find(functions.dlclose, "dlclose");
-        find(functions.mmap, "mmap");
-        find(functions.munmap, "munmap");
-        find(functions.mremap, "mremap");
-        find(functions.mprotect, "mprotect");
-        find(functions.pkey_mprotect, "pkey_mprotect");
+        for (const auto &[name, place] : wanted) {
+            void *const function = dlsym(RTLD_NEXT, name);
+            std::memcpy(place, &function, sizeof function);
+        }
         found.store(true, std::memory_order_release);
     }
     return functions;

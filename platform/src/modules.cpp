@@ -261,10 +261,10 @@ struct module_copy {
 };
 
 // Most are given back at once, so nearly all of them lie here.
-static struct {
+static constinit struct {
     std::atomic<bool> taken;
     module_copy copy;
-} few_copies[4];
+} few_copies[4]{};
 
 static module_copy *take_copy() {
     for (auto &[taken, copy] : few_copies)

@@ -40,8 +40,7 @@ bool resume_text_access(mcontext_t &machine) {
 }
 
 uintptr_t page_bytes() {
-    static const auto bytes = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    return bytes;
+    return static_cast<uintptr_t>(getpagesize());
 }
 
 writable_text::writable_text(uintptr_t first, uintptr_t last, int protection)

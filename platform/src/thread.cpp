@@ -108,7 +108,7 @@ static void add_record(void *record) {
     if (!base)
         refuse(125, "no memory for a thread's stack");
     // The lowest page is the guard.
-    mprotect(base, static_cast<size_t>(getpagesize()), PROT_NONE);
+    syscall(SYS_mprotect, base, static_cast<size_t>(getpagesize()), PROT_NONE);
     byte *record = base + stack_bytes - sizeof(thread_record);
     dr_thread_area.stack_base = base;
     dr_thread_area.stack_top = record;
