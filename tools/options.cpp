@@ -39,7 +39,7 @@ const std::string help_text =
     "  --client FILE      load this client library instead of an installed one\n"
     "  --client-arg WORD  hand WORD to the client library; may be given several times\n"
     "  --rewrite-after N  rewrite a block of instructions at its N-th trap, 1 to 255\n"
-    "                     (default: 32)\n"
+    "                     (default: 8, under a processor emulator 32)\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
     "                     none: slow, for comparison and for finding faults\n"
     "  --report           tell at the end how often it trapped, and about signals\n"

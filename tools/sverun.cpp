@@ -37,6 +37,9 @@ constexpr bool on_aarch64 = false;
 #endif
 constexpr unsigned long hwcap_sve = 1UL << 22; // in AT_HWCAP of AArch64
 
+// A processor emulator has to translate what is rewritten, which costs it many traps.
+constexpr unsigned usual_rewrite_after = on_aarch64 ? 8 : 32;
+
 // Path of a library that is to be loaded into the program.
 std::string library(const std::filesystem::path &path) {
     std::error_code ignored;
@@ -201,8 +204,8 @@ std::string own_words(request &request, const std::string &program, const std::s
     environment.push_back("SVERUN_CLIENT=" + client);
     if (request.libraries)
         environment.push_back("SVERUN_LIBRARIES=1");
-    if (request.rewrite_after)
-        environment.push_back("SVERUN_REWRITE_AFTER=" + std::to_string(*request.rewrite_after));
+    const unsigned rewrite_after = request.rewrite_after.value_or(usual_rewrite_after);
+    environment.push_back("SVERUN_REWRITE_AFTER=" + std::to_string(rewrite_after));
     if (request.report)
         environment.push_back("SVERUN_REPORT=1");
 

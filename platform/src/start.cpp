@@ -8,7 +8,7 @@
 //     SVERUN_CLIENT          the client library; without it the one beside this library
 //     SVERUN_CLIENT_ARGS     words for the client, each ended by a newline
 //     SVERUN_LIBRARIES       set: SVE is emulated in the program's libraries, too
-//     SVERUN_REWRITE_AFTER   so many traps of a block, which is rewritten then; 0: never
+//     SVERUN_REWRITE_AFTER   so many traps of a block, which is rewritten then; 0: never; without it 8
 //     SVERUN_REPORT          set: what the platform has done is told at the end
 //     SVERUN_FOLLOW          set: all of this stays in the environment
 

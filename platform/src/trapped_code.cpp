@@ -176,10 +176,9 @@ void execute_run(mcontext_t &machine, const run &taken) {
     machine.pc = reinterpret_cast<uint64_t>(taken.instrs[taken.count - 1].pc) + 4;
 }
 
-// Until its 32nd trap a block costs less if it is executed at each: on a processor emulator, where the code that stands
-// for an instruction has to be translated, too, that much more than a trap. Those of its page that have trapped nearly
-// as often are rewritten with it, under one change of protection.
-unsigned traps_till_rewritten = 32, traps_till_due = 24;
+// Until then a block costs less if it is executed at each trap. Those of its page that have trapped nearly as often are
+// rewritten with it, under one change of protection.
+unsigned traps_till_rewritten = 8, traps_till_due = 6;
 
 // The due blocks of the page of `pc`.
 void rewrite_page(uintptr_t pc) {

@@ -252,7 +252,7 @@ expect_traps() {
 }
 expect_traps 1 --rewrite-after=1 "$program" pairs 1000000
 expect_out 3000000
-expect_traps 63 "$program" pairs 1000000 # a loop of two runs: the 32nd trap of the first one rewrites both
+expect_traps 15 --rewrite-after=8 "$program" pairs 1000000 # a loop of two runs: the 8th trap of the first one rewrites both
 expect_out 3000000
 expect_traps 100 --trap-every-time "$program" pairs 50
 expect_traps 0 "$program"
