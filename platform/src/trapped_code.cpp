@@ -115,9 +115,11 @@ void note_site(const instr_t &instr) {
     at->stays = false;
 }
 
-void meet_block(uintptr_t pc) {
+// Returns whether `word` was at `pc`.
+bool meet_block(uintptr_t pc, a64::word_t word) {
     look_up_known_code(true);
     instrlist_t list = make_block(pc, DR_BLOCK_MET);
+    const bool was_there = list.first && list.first->word == word;
     raise_block(&dr_thread_area, &list);
     const instr_t *first_written = nullptr, *last_written = nullptr;
     for (const instr_t *instr = list.first; instr; instr = instr->next)
@@ -135,6 +137,7 @@ void meet_block(uintptr_t pc) {
     }
     translate_what_is_asked_for();
     look_up_known_code(false);
+    return was_there;
 }
 
 // The instructions to be executed for one trap.
@@ -219,8 +222,9 @@ __thread struct {
     unsigned times;
 } fetched_again;
 
-// For a word that is none of those that clients replace. Another thread may have put it there since the trap: what
-// the processor makes of it shows when it is fetched again. False if it has been, so often that it can't be by accident.
+// For a word that is none of those that clients replace, or is there no more. Another thread may have put another one there
+// since the trap: what the processor makes of it shows when it is fetched again. False if it has been, so often that it
+// can't be by accident.
 bool go_on_natively(mcontext_t &machine, a64::word_t word) {
     const site *at = word == trap_to_trampoline ? sites.find(machine.pc) : nullptr;
     if (at && at->text == word) {
@@ -248,8 +252,8 @@ bool prepare(mcontext_t &machine, run &taken) {
     if (!around)
         return false;
     handled = *around;
-    if (!is_met(sites.find(pc), word))
-        meet_block(pc);
+    if (!is_met(sites.find(pc), word) && !meet_block(pc, word))
+        return go_on_natively(machine, word);
     site *at = sites.find(pc);
     if (!is_met(at, word))
         return false;
