@@ -8,6 +8,7 @@
 #include <atomic>
 #include <climits>
 #include <cstddef>
+#include <cstdlib>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
@@ -157,10 +158,17 @@ static void remove_record(thread_record *record) {
     *link = record->next;
 }
 
-// The initial thread keeps its state. If it is the last one it goes on to run what the program has for its end, and
-// newer C libraries do that with all signals blocked, so that no trap could give it a state anew.
+// The initial thread has called pthread_exit. The last thread will run what the program has for its end, and newer C
+// libraries do that with all signals blocked. What is registered now runs before what has been registered so far.
+static void keep_traps_for_the_end() {
+    std::atexit([] { exchange_mask(exchange_mask(~signal_set{0}) & ~own_signals); });
+}
+
+// The initial thread keeps its state: it may be the last one.
 static void initial_thread_end(void *area) {
     static int rounds = 0;
+    if (rounds == 0)
+        keep_traps_for_the_end();
     if (++rounds < PTHREAD_DESTRUCTOR_ITERATIONS) {
         pthread_setspecific(thread_end_key, area);
         return;
