@@ -79,6 +79,52 @@ DR_EXPORT bool dr_register_trap_event(dr_trap_event_t func);
 DR_EXPORT void dr_insert_call_ovrin(void *drcontext, instrlist_t *list, instr_t *where, app_pc pc,
                                     void *callee, uint num_args, ...);
 
+// Inserts encoded words as they are.
+DR_EXPORT void dr_insert_words(instrlist_t *list, instr_t *where, const uint *words, uint count);
+
+// The words that load a thread's field into an X register, as drmgr_insert_read_tls_field inserts them. Returns their
+// number, at most 8.
+DR_EXPORT uint dr_words_of_tls_field(int index, reg_id_t reg, uint *words);
+
+// ---- Runs --------------------------------------------------------------------------------------
+
+// Words of a replaced run of which one may fault, and the word to go on with then. Numbers of words from the start.
+typedef struct {
+    uint first, last /* behind it */, resume;
+} dr_fault_range_t;
+
+// Code for a run of instructions. Its words are position-independent among themselves, hold data too, and are entered at
+// the first one, to which nothing branches back. A thread may go on in a copy of them at any time, so an address among
+// them is nowhere but in the program counter, and where shared code keeps it: data among the words may be read through
+// an older one.
+typedef struct {
+    const uint *words;
+    uint word_count;
+    uint exit; // the one word that leads back, wherever it stands: a place for it, which the platform fills
+    const dr_fault_range_t *faults;
+    uint fault_count;
+} dr_run_code_t;
+
+// In a block event of the reason DR_BLOCK_AGAIN: puts the code in the place of the `count` adjacent application
+// instructions from `first` on, all of them such as were left to traps. From its exit the program goes on behind the
+// last one. Only the word of the first one is replaced: the others trap, and are left to that, where the program jumps to
+// them. The arrays must stay valid until this returns. False, and all are left to traps, if there is no room: for
+// more than 16 KiB, or within a branch of the first instruction.
+DR_EXPORT bool dr_replace_run(void *drcontext, instrlist_t *list, instr_t *first, uint count,
+                              const dr_run_code_t *code);
+
+// Writes code that replaced runs share, once, in a block event. `fill` inserts it before `end`. It is entered by BLR X30
+// and ends by RET X30, and keeps the return address at `return_offset` of what the thread's field `tls_index` points
+// to: `fill` tells by the two functions below when it has inserted the store and the load. From the one to the other,
+// calls included, the platform may change what is kept there at any moment, as a signal handler would: whoever moves it
+// does so by one atomic addition. Returns the code's address.
+DR_EXPORT byte *dr_write_shared_code(void (*fill)(void *drcontext, instrlist_t *list, instr_t *end), int tls_index,
+                                     size_t return_offset);
+// The instruction before `where` has stored X30. Before it nothing changes X30.
+DR_EXPORT void dr_mark_return_saved(instrlist_t *list, instr_t *where);
+// The instruction before `where` has loaded X30. Behind it nothing does.
+DR_EXPORT void dr_mark_return_loaded(instrlist_t *list, instr_t *where);
+
 #ifdef __cplusplus
 }
 #endif

@@ -245,3 +245,24 @@ instr_t *instr_create_1dst_4src(void *, int opcode, opnd_t dst, opnd_t src1, opn
                                static_cast<unsigned>(src2.value), src4.value == 12),
                       false, nullptr);
 }
+
+// ---- Runs --------------------------------------------------------------------------------------
+
+void dr_insert_words(instrlist_t *, instr_t *, const uint *, uint) {
+    refuse(125, "dr_insert_words is missing");
+}
+uint dr_words_of_tls_field(int, reg_id_t, uint *) {
+    refuse(125, "dr_words_of_tls_field is missing");
+}
+bool dr_replace_run(void *, instrlist_t *, instr_t *, uint, const dr_run_code_t *) {
+    refuse(125, "dr_replace_run is missing");
+}
+byte *dr_write_shared_code(void (*)(void *, instrlist_t *, instr_t *), int, size_t) {
+    refuse(125, "dr_write_shared_code is missing");
+}
+void dr_mark_return_saved(instrlist_t *, instr_t *) {
+    refuse(125, "dr_mark_return_saved is missing");
+}
+void dr_mark_return_loaded(instrlist_t *, instr_t *) {
+    refuse(125, "dr_mark_return_loaded is missing");
+}
