@@ -13,7 +13,8 @@ LONGEST = 512  # words of a trampoline, by far
 BLR_X16 = 0xD63F0200  # the call in it
 PUSH, POP = 0xF81F0FE0, 0xF84107E0  # of a borrowed register, which is to be added
 STP_29_30, LDP_20_21, LDP_29_30 = 0xA9007B7D, 0xA9405774, 0xA9407B7D  # to and from [x27, ...]
-STATE, STATE_SP = 32, 31 * 8  # bytes: the pointer to the state in x21's thread area, SP in the state
+STATE, RETURNS_TO = 32, 112  # bytes, in x21's thread area: the pointer to the state, where the call returns to
+STATE_SP = 31 * 8  # bytes, in the state
 
 
 def unsigned(address, size):
@@ -100,10 +101,10 @@ class Call(gdb.unwinder.Unwinder):
             return None
         if not start <= pc < end:
             return None
-        found = site_of(int(frame.read_register("x30" if pc == start else "x20")))
+        area = int(frame.read_register("x21"))
+        found = site_of(int(frame.read_register("x30")) if pc == start else unsigned(area + RETURNS_TO, 8))
         if not found:
             return None
-        area = int(frame.read_register("x21"))
         state = unsigned(area + STATE, 8)
         sp = value(unsigned(state + STATE_SP, 8))
         caller = frame.create_unwind_info(FrameId(frame.read_register("sp"), value(start)))

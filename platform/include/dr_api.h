@@ -119,8 +119,9 @@ typedef struct {
     void *tls_field[DR_TLS_FIELD_COUNT]; // NULL until the client sets them
     byte *stack_top;                     // of the platform stack; NULL until the thread needs it
     byte *stack_base;
-    uint pending;   // something waits until the client has returned: it is let in then
-    bool announced; // the thread init events have run
+    reg_t returns_to; // where the call of the client returns to, while one lasts
+    uint pending;     // something waits until the program goes on: it is let in then
+    bool announced;   // the thread init events have run
 } dr_thread_area_t;
 
 #ifdef __cplusplus

@@ -100,7 +100,8 @@ typedef struct {
 typedef struct {
     const uint *words;
     uint word_count;
-    uint exit; // the one word that leads back, wherever it stands: a place for it, which the platform fills
+    uint
+        exit; // the one word that leads back, wherever it stands: a place for it, which the platform fills
     const dr_fault_range_t *faults;
     uint fault_count;
 } dr_run_code_t;
@@ -118,8 +119,8 @@ DR_EXPORT bool dr_replace_run(void *drcontext, instrlist_t *list, instr_t *first
 // to: `fill` tells by the two functions below when it has inserted the store and the load. From the one to the other,
 // calls included, the platform may change what is kept there at any moment, as a signal handler would: whoever moves it
 // does so by one atomic addition. Returns the code's address.
-DR_EXPORT byte *dr_write_shared_code(void (*fill)(void *drcontext, instrlist_t *list, instr_t *end), int tls_index,
-                                     size_t return_offset);
+DR_EXPORT byte *dr_write_shared_code(void (*fill)(void *drcontext, instrlist_t *list, instr_t *end),
+                                     int tls_index, size_t return_offset);
 // The instruction before `where` has stored X30. Before it nothing changes X30.
 DR_EXPORT void dr_mark_return_saved(instrlist_t *list, instr_t *where);
 // The instruction before `where` has loaded X30. Behind it nothing does.

@@ -16,6 +16,8 @@ inline constexpr word_t nzcv = 0xda10, fpcr = 0xda20, fpsr = 0xda21, tpidr_el0 =
 
 // ---- Moves and arithmetic ----------------------------------------------------------------------
 
+inline constexpr word_t nop = 0xd503201f;
+
 // mov xd, xm
 constexpr word_t mov(unsigned d, unsigned m) {
     return 0xaa0003e0 | m << 16 | d;

@@ -2,7 +2,7 @@
 
 // Places in dr_thread_area_t, asserted in thread.cpp.
 #define STACK_TOP 96
-#define PENDING 112
+#define RETURNS_TO 112
 
     .text
 
@@ -35,32 +35,27 @@ sve_platform_switch_stack:
     .cfi_endproc
     .size sve_platform_switch_stack, . - sve_platform_switch_stack
 
-// Where a replaced instruction's code calls from: x9 is the function, x0 to x7 are its arguments,
+// Where the code of replaced instructions calls from: x9 is the function, x0 to x7 are its arguments,
 // x21 is the address of dr_thread_area. Every application register has been handed over by then, so nothing
-// has to be kept but SP, which x19 keeps.
-//
-// A signal that comes while SP is in the platform stack waits (thread.h). With the application's SP back in
-// place it is let in; one that comes after that has been looked at needs no waiting. Up to the call x30 is the
-// return address, from it on x20 (sequence.cpp relies on both).
-    .globl sve_platform_call, sve_platform_call_returned, sve_platform_call_end
-    .hidden sve_platform_call, sve_platform_call_returned, sve_platform_call_end
+// has to be kept but SP, which x19 keeps, and the return address. That is in the thread's area from the first label
+// to the second, where a signal moves it, and in x30 before and behind (detour.cpp).
+    .globl sve_platform_call, sve_platform_call_saved, sve_platform_call_loaded, sve_platform_call_end
+    .hidden sve_platform_call, sve_platform_call_saved, sve_platform_call_loaded, sve_platform_call_end
     .type sve_platform_call, %function
     .balign 16
 sve_platform_call:
     .cfi_startproc
     .cfi_undefined 30 // the caller is no function: a backtrace ends here
-    mov x20, x30
+    str x30, [x21, #RETURNS_TO]
+sve_platform_call_saved:
     ldr x10, [x21, #STACK_TOP]
     mov x19, sp
     mov sp, x10
     blr x9
     mov sp, x19
-sve_platform_call_returned:
-    ldr w10, [x21, #PENDING]
-    cbnz w10, 1f
-    ret x20
-1:  udf #0x5c01 // trap_to_let_in
-    ret x20
+    ldr x30, [x21, #RETURNS_TO]
+sve_platform_call_loaded:
+    ret
 sve_platform_call_end:
     .cfi_endproc
     .size sve_platform_call, . - sve_platform_call

@@ -16,8 +16,8 @@ struct platform_counters {
     std::atomic<uint64_t> pages_changed;     // of text, made writable for a moment
     std::atomic<uint64_t> natives_rewritten; // others, which the processor knows
     std::atomic<uint64_t> signals_delivered; // handlers of the application that were called
-    std::atomic<uint64_t> signals_put_off;   // signals that came inside the client
-    std::atomic<uint64_t> signals_moved;     // those that came within a replaced instruction's code
+    std::atomic<uint64_t> signals_put_off;   // signals that waited for the program to go on
+    std::atomic<uint64_t> detours;           // that threads took in place of trampolines, for them
 };
 inline constinit platform_counters counters{};
 

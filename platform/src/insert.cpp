@@ -2,12 +2,14 @@
 // where every register holds an application value, and must never read or write below SP: a signal
 // handler may run between any two instructions.
 
+#include "platform/include/dr_extensions.h"
 #include "platform/include/drmgr.h"
 #include "platform/src/ir.h"
 #include "platform/src/message.h"
 #include "platform/src/thread.h"
 #include "platform/src/traps.h"
 
+#include <algorithm>
 #include <cstdarg>
 
 using namespace platform;
@@ -31,11 +33,34 @@ unsigned area_offset(const void *in_area) {
     return static_cast<unsigned>(distance_from_thread_pointer(in_area) - area_base());
 }
 
-// Emits reg = TPIDR_EL0 + base.
-void insert_area_base(instrlist_t *list, instr_t *where, unsigned reg) {
-    insert_words(list, where, {a64::mrs(reg, a64::tpidr_el0)});
+// Words that are put together before they go anywhere.
+struct few_words {
+    a64::word_t words[8];
+    unsigned count = 0;
+    void add(a64::word_t word) { words[count++] = word; }
+};
+// reg = TPIDR_EL0 + base
+void add_area_base(few_words &to, unsigned reg) {
+    to.add(a64::mrs(reg, a64::tpidr_el0));
     if (const int64_t base = area_base())
-        insert_words(list, where, {a64::add(reg, reg, static_cast<unsigned>(base >> 12), true)});
+        to.add(a64::add(reg, reg, static_cast<unsigned>(base >> 12), true));
+}
+// A thread without state traps, gets it, and finds the field in the register.
+void add_need_of_state(few_words &to, unsigned loaded, int index) {
+    to.add(a64::cbnz(loaded, 8));
+    to.add(trap_for_thread_state(loaded, static_cast<unsigned>(index)));
+}
+unsigned field_offset(int index) {
+    return area_offset(&dr_thread_area.tls_field[index]);
+}
+
+void insert(instrlist_t *list, instr_t *where, const few_words &code) {
+    dr_insert_words(list, where, code.words, code.count);
+}
+void insert_area_base(instrlist_t *list, instr_t *where, unsigned reg) {
+    few_words code;
+    add_area_base(code, reg);
+    insert(list, where, code);
 }
 
 const void *slot_address(void *drcontext, dr_spill_slot_t slot) {
@@ -96,22 +121,28 @@ bool dr_insert_set_stolen_reg_value(void *, instrlist_t *list, instr_t *where, r
     return true;
 }
 
-bool drmgr_insert_read_tls_field(void *drcontext, int index, instrlist_t *list, instr_t *where,
+uint dr_words_of_tls_field(int index, reg_id_t reg, uint *words) {
+    const unsigned loaded = x_number(reg);
+    few_words code;
+    add_area_base(code, loaded);
+    code.add(a64::ldr(loaded, loaded, field_offset(index)));
+    add_need_of_state(code, loaded, index);
+    std::copy_n(code.words, code.count, words);
+    return code.count;
+}
+
+bool drmgr_insert_read_tls_field(void *, int index, instrlist_t *list, instr_t *where,
                                  reg_id_t reg) {
     const unsigned loaded = x_number(reg);
     const unsigned base = borrowed_for(loaded);
-    const unsigned offset =
-        area_offset(&static_cast<dr_thread_area_t *>(drcontext)->tls_field[index]);
+    few_words code;
     if (instr_t *end = end_of_loan(where, base)) {
-        insert_words(list, end, {a64::ldr(loaded, base, offset)});
+        insert_words(list, end, {a64::ldr(loaded, base, field_offset(index))});
+        add_need_of_state(code, loaded, index);
     } else {
-        insert_area_base(list, where, loaded);
-        insert_words(list, where, {a64::ldr(loaded, loaded, offset)});
+        code.count = dr_words_of_tls_field(index, reg, code.words);
     }
-    // A thread without state traps, gets it, and finds the field in the register.
-    insert_words(
-        list, where,
-        {a64::cbnz(loaded, 8), trap_for_thread_state(loaded, static_cast<unsigned>(index))});
+    insert(list, where, code);
     return true;
 }
 

@@ -19,7 +19,7 @@ instr_t *make_instr(a64::word_t word, bool application, app_pc pc, a64::word_t s
     if (arena_used == arena_instructions)
         refuse(125, "a client inserts too many instructions into one block");
     instr_t *instr = &arena[arena_used++];
-    *instr = {nullptr, nullptr, word, stands_for, application, false, pc, nullptr};
+    *instr = {nullptr, nullptr, word, stands_for, application, false, pc, nullptr, false};
     return instr;
 }
 
@@ -34,7 +34,14 @@ instrlist_t platform::start_list(app_pc pc, dr_block_reason_t reason) {
         arena = static_cast<instr_t *>(mapping);
     }
     arena_used = 0;
-    return {nullptr, nullptr, pc, reason};
+    return {nullptr, nullptr, pc, reason, nullptr, nullptr};
+}
+
+list_with_end platform::start_second_list() {
+    list_with_end result = {};
+    append_application_instruction(&result.list, nullptr, 0);
+    result.end = result.list.first;
+    return result;
 }
 
 // ---- Lists -------------------------------------------------------------------------------------
@@ -54,6 +61,18 @@ void platform::insert_words(instrlist_t *list, instr_t *where,
                             std::initializer_list<a64::word_t> words) {
     for (const a64::word_t word : words)
         link_before(list, where, make_instr(word, false, where->pc, where->stands_for));
+}
+
+void dr_insert_words(instrlist_t *list, instr_t *where, const uint *words, uint count) {
+    for (uint i = 0; i < count; i++)
+        insert_words(list, where, {words[i]});
+}
+
+void dr_mark_return_saved(instrlist_t *list, instr_t *where) {
+    list->return_saved = where->previous;
+}
+void dr_mark_return_loaded(instrlist_t *list, instr_t *where) {
+    list->return_loaded = where->previous;
 }
 
 void instrlist_preinsert(instrlist_t *list, instr_t *where, instr_t *instr) {
@@ -244,25 +263,4 @@ instr_t *instr_create_1dst_4src(void *, int opcode, opnd_t dst, opnd_t src1, opn
     return make_instr(a64::add(x_number(dst.reg), x_number(src1.reg),
                                static_cast<unsigned>(src2.value), src4.value == 12),
                       false, nullptr);
-}
-
-// ---- Runs --------------------------------------------------------------------------------------
-
-void dr_insert_words(instrlist_t *, instr_t *, const uint *, uint) {
-    refuse(125, "dr_insert_words is missing");
-}
-uint dr_words_of_tls_field(int, reg_id_t, uint *) {
-    refuse(125, "dr_words_of_tls_field is missing");
-}
-bool dr_replace_run(void *, instrlist_t *, instr_t *, uint, const dr_run_code_t *) {
-    refuse(125, "dr_replace_run is missing");
-}
-byte *dr_write_shared_code(void (*)(void *, instrlist_t *, instr_t *), int, size_t) {
-    refuse(125, "dr_write_shared_code is missing");
-}
-void dr_mark_return_saved(instrlist_t *, instr_t *) {
-    refuse(125, "dr_mark_return_saved is missing");
-}
-void dr_mark_return_loaded(instrlist_t *, instr_t *) {
-    refuse(125, "dr_mark_return_loaded is missing");
 }

@@ -19,6 +19,7 @@ struct _instr_t {
     bool copy;       // of the application instruction that it stands for: instr_clone's
     app_pc pc;       // the application instruction that it is, or stands for
     void *trap_data; // of an application instruction that is left to traps; else null
+    bool begins_run; // an application instruction that has a trampoline for a run
 };
 
 struct _instrlist_t {
@@ -26,6 +27,9 @@ struct _instrlist_t {
     instr_t *last;
     app_pc pc; // the block's first address
     dr_block_reason_t reason;
+    // Of shared code: the instructions that keep and load the return address.
+    const instr_t *return_saved;
+    const instr_t *return_loaded;
 };
 
 namespace platform {
@@ -39,6 +43,13 @@ instrlist_t start_list(app_pc pc, dr_block_reason_t reason);
 
 // Adds the application instruction at `pc`, which is `word`, behind the others.
 void append_application_instruction(instrlist_t *list, app_pc pc, a64::word_t word);
+
+// An empty list beside the block's own, and its end.
+struct list_with_end {
+    instrlist_t list;
+    instr_t *end;
+};
+list_with_end start_second_list();
 
 // Inserts words of the platform's own before `where`, to stand for the same instruction.
 void insert_words(instrlist_t *list, instr_t *where, std::initializer_list<a64::word_t> words);

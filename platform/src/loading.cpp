@@ -62,15 +62,16 @@ struct {
 
 // Code near `entry` that goes to `target`. Null if none can be there.
 a64::word_t *make_jump(uintptr_t entry, void *target) {
-    const trampoline_place place = take_trampoline(entry, 4);
-    if (!place.code || !place.near)
+    constexpr unsigned words = 4;
+    const trampoline_place place = take_trampoline(entry, trampoline::bytes_for(words, 0));
+    if (!place.start || !place.near)
         return nullptr;
-    place.code[0] = 0x58000050; // ldr x16, .+8
-    place.code[1] = 0xd61f0200; // br x16
-    std::memcpy(&place.code[2], &target, sizeof target);
-    __builtin___clear_cache(reinterpret_cast<char *>(place.code),
-                            reinterpret_cast<char *>(place.code + 4));
-    return place.code;
+    a64::word_t *code = place.start->code();
+    code[0] = 0x58000050; // ldr x16, .+8
+    code[1] = 0xd61f0200; // br x16
+    std::memcpy(&code[2], &target, sizeof target);
+    __builtin___clear_cache(reinterpret_cast<char *>(code), reinterpret_cast<char *>(code + words));
+    return code;
 }
 
 } // namespace

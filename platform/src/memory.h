@@ -8,7 +8,7 @@
 namespace platform {
 
 // Zeroed memory in whole pages, or null.
-void *map_memory(size_t size);
+void *map_memory(size_t size, bool executable = false);
 void unmap_memory(void *memory, size_t size);
 
 } // namespace platform

@@ -34,8 +34,8 @@ void say_report() {
         counters.traps.load(), counters.executed_at_traps.load(), counters.blocks_rewritten.load(),
         counters.pages_changed.load(), counters.sites_rewritten.load(),
         counters.natives_rewritten.load());
-    say("signals delivered %lu, put off %lu, moved %lu", counters.signals_delivered.load(),
-        counters.signals_put_off.load(), counters.signals_moved.load());
+    say("signals delivered %lu, put off %lu, detours %lu", counters.signals_delivered.load(),
+        counters.signals_put_off.load(), counters.detours.load());
 }
 
 // Blocks signals for a scope, and forgets a SIGPIPE of the scope's own: the totals may have no

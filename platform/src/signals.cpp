@@ -1,10 +1,10 @@
 #include "platform/src/signals.h"
 
 #include "platform/src/counters.h"
+#include "platform/src/detour.h"
 #include "platform/src/later_instructions.h"
 #include "platform/src/message.h"
 #include "platform/src/modules.h"
-#include "platform/src/sequence.h"
 #include "platform/src/signal_actions.h"
 #include "platform/src/start.h"
 #include "platform/src/text.h"
@@ -81,15 +81,13 @@ void say_fatal_instruction(uintptr_t pc) {
 // the client's memory is afterwards as before, like the registers in the context.
 void run_handler(const signal_action &action, int signal, siginfo_t *info, ucontext_t &context) {
     const int interrupted_errno = errno;
-    // Another signal's handler may be what is interrupted, on its way to a boundary.
+    // What is interrupted may be the handler of another signal, which came in a trampoline.
     reg_t spill_slots[SPILL_SLOT_MAX + 1];
     std::memcpy(spill_slots, dr_thread_area.spill_slot, sizeof spill_slots);
+    const reg_t returns_to = dr_thread_area.returns_to;
     memory_copy *copy = nullptr;
-    if (has_platform_stack() || is_within_instruction(context))
-        run_on_platform_stack([&] {
-            move_to_instruction_boundary(context);
-            copy = copy_thread_memory(&context);
-        });
+    if (has_platform_stack())
+        run_on_platform_stack([&] { copy = copy_thread_memory(&context); });
     if (is_own_signal(signal)) {
         // The kernel blocks all for these.
         const bool blocks_itself = !(action.flags & SA_NODEFER);
@@ -104,6 +102,7 @@ void run_handler(const signal_action &action, int signal, siginfo_t *info, ucont
     if (copy)
         run_on_platform_stack([&] { restore_thread_memory(copy); });
     std::memcpy(dr_thread_area.spill_slot, spill_slots, sizeof spill_slots);
+    dr_thread_area.returns_to = returns_to;
     set_kernel_set(context.uc_sigmask, kernel_set(context.uc_sigmask) & ~own_signals);
     errno = handlers_errno;
 }
@@ -121,29 +120,29 @@ void deliver(int signal, siginfo_t *info, ucontext_t &context) {
 
 // ---- Traps --------------------------------------------------------------------------------------
 
-// Goes on from a trap of the platform's own in a trampoline. False if it isn't one.
-bool resume_trampoline(mcontext_t &machine) {
+// Goes on from a trap of the platform's own in a trampoline or a detour. False if it isn't one.
+bool resume_trampoline(ucontext_t &context) {
+    mcontext_t &machine = context.uc_mcontext;
     a64::word_t word;
     std::memcpy(&word, reinterpret_cast<const void *>(machine.pc), sizeof word);
     if (is_trap_for_thread_state(word)) {
-        need_thread_state();
+        run_on_platform_stack([] { need_thread_state(); });
         machine.regs[trap_register(word)] =
             reinterpret_cast<uint64_t>(dr_thread_area.tls_field[trap_field(word)]);
         machine.pc += 4;
         return true;
     }
     if (word == trap_to_application) {
-        uint64_t target;
-        std::memcpy(&target, reinterpret_cast<const void *>(machine.pc + 4), sizeof target);
-        machine.pc = target;
+        const bool is_end = at_detour_end(machine.pc);
+        std::memcpy(&machine.pc, reinterpret_cast<const void *>(machine.pc + 4), sizeof machine.pc);
+        if (is_end)
+            let_signals_in(context);
         return true;
     }
     return false;
 }
 
 bool resume(mcontext_t &machine) {
-    if (in_trampolines(machine.pc))
-        return resume_trampoline(machine);
     need_thread_state();
     bool resumed = false;
     {
@@ -163,6 +162,8 @@ bool resume(mcontext_t &machine) {
     mcontext_t &machine = context.uc_mcontext;
     if (inside_client(machine.sp))
         return false;
+    if (in_trampolines(machine.pc) || in_detour(machine.pc) || at_detour_end(machine.pc))
+        return resume_trampoline(context);
     if (dr_thread_area.pending) {
         // Nothing of the application runs before the trap that this is.
         let_signals_in(context);
@@ -185,6 +186,10 @@ bool resume(mcontext_t &machine) {
         return;
     const uint64_t stack_pointer = context.uc_mcontext.sp;
     const bool in_client = inside_client(stack_pointer);
+    if (!in_client && (resume_at_fault(context.uc_mcontext) || resume_at_push(context)))
+        return;
+    if (!in_client)
+        step_back(context.uc_mcontext);
     if (!in_client && application_action(signal).has_handler()) {
         deliver(signal, info, context);
         return;
@@ -204,16 +209,35 @@ bool resume(mcontext_t &machine) {
         run_on_platform_stack(call);
 }
 
+// ---- Signals that can't come now ----------------------------------------------------------------
+
+// Whether a signal has to wait until the thread is at a boundary again.
+bool has_to_wait(mcontext_t &machine) {
+    if (inside_client(machine.sp) || dr_thread_area.pending)
+        return true;
+    step_back(machine);
+    return is_on_its_way(machine);
+}
+
+[[gnu::noinline]] void put_off(const siginfo_t &info, ucontext_t &context) {
+    count(counters.signals_put_off);
+    const signals_blocked blocked;
+    need_platform_stack();
+    put_off_signal(info, context);
+    take_detour(context.uc_mcontext);
+}
+
 // ---- Messages between threads -------------------------------------------------------------------
 
 [[gnu::noinline]] void handle_closing(ucontext_t &context) {
-    if (inside_client(context.uc_mcontext.sp) || dr_thread_area.pending)
+    if (!has_platform_stack()) // it may have ended its state meanwhile
+        return;
+    if (has_to_wait(context.uc_mcontext)) {
         close_this_thread_later(context);
-    else if (has_platform_stack()) // it may have ended its state meanwhile
-        run_on_platform_stack([&] {
-            move_to_instruction_boundary(context);
-            close_this_thread();
-        });
+        take_detour(context.uc_mcontext);
+    } else {
+        run_on_platform_stack([] { close_this_thread(); });
+    }
 }
 
 } // namespace
@@ -224,9 +248,8 @@ void platform::on_signal(int signal, siginfo_t *info, void *argument) {
     const bool sent = is_sent(info) || !is_own_signal(signal);
     if (is_closing_signal(*info)) {
         handle_closing(context);
-    } else if (sent && (inside_client(context.uc_mcontext.sp) || dr_thread_area.pending)) {
-        count(counters.signals_put_off);
-        put_off_signal(*info, context);
+    } else if (sent && has_to_wait(context.uc_mcontext)) {
+        put_off(*info, context);
     } else if (sent) {
         deliver(signal, info, context);
         return; // with the handler's errno

@@ -5,6 +5,7 @@
 
 #include "platform/src/a64.h"
 #include "platform/src/memory.h"
+#include "platform/src/trampolines.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,11 +20,10 @@ struct site {
     a64::word_t text;  // what has been put there: a branch, a trap, or the same word again
 
     // Its trampoline.
-    a64::word_t *code;
-    uint32_t words;  // room for so many there
+    trampoline *way;
+    uint32_t room;   // bytes
     bool near;       // it lies within a branch
-    bool is_written; // for `word`
-    a64::word_t *entry;
+    bool is_written; // for `word` alone
 
     // Where it is left to traps: until it is due, or for good.
     bool stays;       // it can't be replaced

@@ -14,12 +14,13 @@
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
+#include <utility>
 
 constinit DR_THREAD_LOCAL dr_thread_area_t dr_thread_area = {};
 
 // call.S reads these at their places.
 static_assert(offsetof(dr_thread_area_t, stack_top) == 96);
-static_assert(offsetof(dr_thread_area_t, pending) == 112);
+static_assert(offsetof(dr_thread_area_t, returns_to) == 112);
 
 // In call.S.
 extern "C" void sve_platform_switch_stack(void (*function)(void *), void *argument,
@@ -47,9 +48,9 @@ struct alignas(16) thread_record {
     pid_t tid;
     bool asked_to_close;  // by a message, which it may not have got yet
     bool closed;          // the client never runs on this thread again
-    bool close_requested; // close it when the client has returned
+    bool close_requested; // close it when signals are let in
 
-    // Signals that came inside the client.
+    // Signals that wait.
     static constexpr unsigned waiting_room = 8;
     siginfo_t waiting[waiting_room];
     unsigned waiting_count;
@@ -57,6 +58,7 @@ struct alignas(16) thread_record {
 
     memory_block *blocks;
     memory_copy *copies;
+    void *detour;
 };
 
 pthread_key_t thread_end_key;
@@ -120,11 +122,19 @@ bool has_platform_stack() {
     return dr_thread_area.stack_top;
 }
 
-void run_on_platform_stack(void (*function)(void *), void *argument) {
-    if (!dr_thread_area.stack_top)
+void need_platform_stack() {
+    if (!has_platform_stack())
         make_platform_stack();
+}
+
+void run_on_platform_stack(void (*function)(void *), void *argument) {
+    need_platform_stack();
+    const bool waits = dr_thread_area.pending;
+    // A signal on that stack returns here, and to no trampoline.
+    const reg_t returns_to = std::exchange(dr_thread_area.returns_to, 0);
     sve_platform_switch_stack(function, argument, dr_thread_area.stack_top);
-    if (dr_thread_area.pending)
+    dr_thread_area.returns_to = returns_to;
+    if (dr_thread_area.pending && !waits)
         asm volatile(".inst %0" ::"i"(trap_to_let_in) : "memory");
 }
 
@@ -150,6 +160,14 @@ static void free_thread_memory(thread_record &record) {
 }
 
 static void free_copies(thread_record &record);
+
+// With the stack that it lies in.
+static void free_record(thread_record &record) {
+    free_copies(record);
+    if (record.detour)
+        unmap_memory(record.detour, detour_bytes);
+    unmap_memory(stack_of(&record), stack_bytes);
+}
 
 static void remove_record(thread_record *record) {
     thread_record **link = &threads;
@@ -187,13 +205,12 @@ static void thread_end(void *area) {
     const signals_blocked blocked;
     run_on_platform_stack([] { end_thread_state(); });
     thread_record &record = own_record();
-    free_copies(record);
     {
         const threads_locked locked;
         remove_record(&record);
     }
     dr_thread_area = {};
-    unmap_memory(stack_of(&record), stack_bytes);
+    free_record(record);
 }
 
 void start_thread_support() {
@@ -235,8 +252,8 @@ void end_thread_state() {
 
 // ---- Signals that wait --------------------------------------------------------------------------
 
-// Blocks what may be blocked, until the client has returned.
-static void block_until_return(thread_record &record, ucontext_t &context) {
+void put_off_signals(ucontext_t &context) {
+    thread_record &record = own_record();
     if (!dr_thread_area.pending)
         record.mask = kernel_set(context.uc_sigmask);
     dr_thread_area.pending = 1;
@@ -248,8 +265,8 @@ static void send_again(const siginfo_t &info) {
 }
 
 void put_off_signal(const siginfo_t &info, ucontext_t &context) {
+    put_off_signals(context);
     thread_record &record = own_record();
-    block_until_return(record, context);
     // Of the kinds that don't queue, the kernel too keeps only one.
     for (unsigned i = 0; i < record.waiting_count && info.si_signo < __SIGRTMIN; i++)
         if (record.waiting[i].si_signo == info.si_signo)
@@ -274,6 +291,21 @@ void let_signals_come() {
 void let_signals_in(ucontext_t &context) {
     let_signals_come();
     set_kernel_set(context.uc_sigmask, own_record().mask);
+}
+
+// ---- Detours ------------------------------------------------------------------------------------
+
+void *own_detour() {
+    return has_platform_stack() ? own_record().detour : nullptr;
+}
+
+void *need_detour() {
+    void *&detour = own_record().detour;
+    if (!detour)
+        detour = map_memory(detour_bytes, true);
+    if (!detour)
+        refuse(125, "no memory for a thread's detour");
+    return detour;
 }
 
 // ---- Copies of memory ---------------------------------------------------------------------------
@@ -371,7 +403,7 @@ void close_this_thread() {
 }
 
 void close_this_thread_later(ucontext_t &context) {
-    block_until_return(own_record(), context);
+    put_off_signals(context);
     own_record().close_requested = true;
 }
 
@@ -429,8 +461,7 @@ void unlock_threads(bool in_child) {
                 continue;
             }
             free_thread_memory(*record);
-            free_copies(*record);
-            unmap_memory(stack_of(record), stack_bytes);
+            free_record(*record);
         }
         threads = mine;
         if (mine) {

@@ -27,8 +27,11 @@ inline int64_t distance_from_thread_pointer(const void *in_area) {
 void start_thread_support();
 
 // Calls function(argument) on the calling thread's platform stack, which is made if there is none
-// yet. Not for code that is on it already. Signals that come meanwhile are let in at the end.
+// yet. Not for code that is on it already. Signals that come meanwhile are let in at the end, if none has waited before.
 void run_on_platform_stack(void (*function)(void *), void *argument);
+
+// Makes the stack, if there is none yet.
+void need_platform_stack();
 
 // The same with anything that can be called.
 template <class F>
@@ -56,16 +59,27 @@ bool inside_client(uint64_t stack_pointer);
 
 // ---- Signals that wait --------------------------------------------------------------------------
 
-// Keeps a signal that has come inside the client, and blocks all others in the context that it
-// interrupted but those that the client itself needs. Safe in a signal handler.
+// All of these on a thread with a platform stack, with signals blocked.
+
+// Keeps a signal that can't come now, and blocks all others in the context that it interrupted but those that
+// emulation itself needs.
 void put_off_signal(const siginfo_t &info, ucontext_t &context);
 
-// Where the context has just left the client: sends the waiting signals to the thread again, and
+// Has all signals wait that come from now on.
+void put_off_signals(ucontext_t &context);
+
+// Where the context is at a boundary again: sends the waiting signals to the thread again, and
 // gives the context back the mask that it had.
 void let_signals_in(ucontext_t &context);
 
-// The same in the handler of a trap, all signals blocked: they come when it has returned.
+// The same in the handler of a trap: they come when it has returned.
 void let_signals_come();
+
+// Memory for code that only the calling thread runs while signals wait, kept until its end: `detour_bytes`. Null if it has
+// none yet.
+constexpr size_t detour_bytes = size_t{20} << 10;
+void *own_detour();
+void *need_detour();
 
 // ---- What a signal handler must not change ------------------------------------------------------
 
@@ -88,11 +102,10 @@ void close_other_threads();
 // Whether a signal is the message of close_other_threads to the thread that gets it.
 bool is_closing_signal(const siginfo_t &info);
 
-// What that signal asks of the calling thread. `context` is where it came, outside the client and
-// not within the code of a replaced instruction.
+// What that signal asks of the calling thread, which is at a boundary.
 void close_this_thread();
 
-// The same for a thread that is inside the client: when it has returned.
+// The same for a thread that isn't: when signals are let in.
 void close_this_thread_later(ucontext_t &context);
 
 // Around a fork: nothing of this file changes between the two. The child has one thread.

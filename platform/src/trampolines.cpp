@@ -16,10 +16,16 @@ namespace {
 
 constexpr size_t chunk_bytes = size_t{64} << 10;
 
+// A chunk begins with a bit for each place in it where a trampoline may start, and it starts there where the bit is set.
+constexpr size_t unit = alignof(trampoline), units_of_word = 64,
+                 index_words = chunk_bytes / unit / units_of_word;
+using index_word = std::atomic<uint64_t>;
+
 struct chunk {
     uintptr_t start;
     uintptr_t next; // first free byte
     size_t left() const { return start + chunk_bytes - next; }
+    index_word *index() const { return reinterpret_cast<index_word *>(start); }
 };
 
 // Chunks are added behind the others and never removed, so they can be read without the lock.
@@ -50,7 +56,7 @@ chunk *add_chunk(uintptr_t wanted) {
     const uintptr_t start = map_chunk(wanted, wanted ? MAP_FIXED_NOREPLACE : 0);
     if (!start)
         return nullptr;
-    chunks[count] = {start, start};
+    chunks[count] = {start, start + index_words * sizeof(index_word)};
     chunk_count.store(count + 1, std::memory_order_release);
     return &chunks[count];
 }
@@ -116,17 +122,17 @@ chunk *find_chunk(F &&suits) {
 
 } // namespace
 
-trampoline_place take_trampoline(uintptr_t site, size_t words, bool only_near) {
-    const size_t bytes = words * sizeof(a64::word_t);
-    if (bytes > chunk_bytes)
+trampoline_place take_trampoline(uintptr_t site, size_t bytes, bool only_near) {
+    bytes = (bytes + unit - 1) & ~(unit - 1);
+    if (bytes > trampoline::longest)
         return {nullptr, false};
     const auto has_room = [bytes](const chunk &c) { return c.left() >= bytes; };
     const auto near_with_room = [&](const chunk &c) {
         return has_room(c) && is_near(c.start, site);
     };
 
-    chunk *found = find_chunk(near_with_room);
-    if (!found)
+    chunk *found = site ? find_chunk(near_with_room) : nullptr;
+    if (!found && site)
         found = add_near_chunk(site);
     if (!found && !only_near)
         found = find_chunk(has_room);
@@ -135,17 +141,41 @@ trampoline_place take_trampoline(uintptr_t site, size_t words, bool only_near) {
     if (!found)
         return {nullptr, false};
 
-    auto *code = reinterpret_cast<a64::word_t *>(found->next);
+    auto *start = reinterpret_cast<trampoline *>(found->next);
+    const size_t number = (found->next - found->start) / unit;
+    found->index()[number / units_of_word].fetch_or(uint64_t{1} << number % units_of_word,
+                                                    std::memory_order_release);
     found->next += bytes;
     // A kernel that doesn't know the flag of a fixed address takes the address as a hint.
-    return {code, is_near(found->start, site)};
+    return {start, is_near(found->start, site)};
+}
+
+static const chunk *chunk_around(uintptr_t address) {
+    for (unsigned i = 0; i < chunk_count.load(std::memory_order_acquire); i++)
+        if (address - chunks[i].start < chunk_bytes)
+            return &chunks[i];
+    return nullptr;
 }
 
 bool in_trampolines(uintptr_t address) {
-    for (unsigned i = 0; i < chunk_count.load(std::memory_order_acquire); i++)
-        if (address - chunks[i].start < chunk_bytes)
-            return true;
-    return false;
+    return chunk_around(address);
+}
+
+trampoline *find_trampoline(uintptr_t address) {
+    const chunk *around = chunk_around(address);
+    if (!around)
+        return nullptr;
+    const size_t number = (address - around->start) / unit;
+    // The bits up to that of the address, then all of the words before.
+    uint64_t bits = ~uint64_t{0} >> (units_of_word - 1 - number % units_of_word);
+    for (size_t word = number / units_of_word + 1; word-- > 0; bits = ~uint64_t{0})
+        if (const uint64_t set = around->index()[word].load(std::memory_order_acquire) & bits) {
+            const size_t last = word * units_of_word +
+                                (units_of_word - 1 - static_cast<unsigned>(__builtin_clzl(set)));
+            auto *found = reinterpret_cast<trampoline *>(around->start + last * unit);
+            return found->word_at(address) < found->words ? found : nullptr;
+        }
+    return nullptr;
 }
 
 } // namespace platform

@@ -228,7 +228,7 @@ __thread struct {
 bool go_on_natively(mcontext_t &machine, a64::word_t word) {
     const site *at = word == trap_to_trampoline ? sites.find(machine.pc) : nullptr;
     if (at && at->text == word) {
-        machine.pc = reinterpret_cast<uintptr_t>(at->entry);
+        machine.pc = reinterpret_cast<uintptr_t>(at->way->code());
         return true;
     }
     constexpr unsigned enough = 16;

@@ -25,7 +25,7 @@ constexpr unsigned trap_field(a64::word_t word) {
     return word >> 5 & 0xf;
 }
 
-// "Go on in the application": the end of a trampoline that is out of a branch's reach of its site.
+// "Go on in the application": the end of a trampoline that is out of a branch's reach of its site, and of every detour.
 // The eight bytes behind it are the address.
 inline constexpr a64::word_t trap_to_application = a64::udf(0x5c00);
 
@@ -33,13 +33,7 @@ inline constexpr a64::word_t trap_to_application = a64::udf(0x5c00);
 // wouldn't trap by itself and whose trampoline is out of a branch's reach.
 inline constexpr a64::word_t trap_to_trampoline = a64::udf(0x5c02);
 
-// "The client has returned, and something waits": see let_signals_in. Stands in the platform's own
-// code only, where call.S has the number too.
+// "The client has returned, and something waits": see let_signals_in. Stands in the platform's own code only.
 inline constexpr a64::word_t trap_to_let_in = a64::udf(0x5c01);
-
-// No trap: it is never executed. Stands in front of a trampoline whose first instruction is the
-// application's own, and tells those who come to a context there. The word before any other
-// trampoline is a branch or the upper half of an address, or has not been used.
-inline constexpr a64::word_t application_instruction_follows = a64::brk(0x5c03);
 
 } // namespace platform

@@ -281,6 +281,26 @@ TEST_F(Natives, OutOfReachOfTrampolines) {
     EXPECT_EQ(rows_cleared_by([&] { page.run(); }), 0u);
 }
 
+// What replaces an instruction needs the stack where the instruction itself doesn't.
+TEST_F(Natives, NoRoomOnTheStack) {
+    const word_t ldr_q2_literal = 0x9c000042; // ldr q2, .+8
+    const word_t leave_stack[] = {0x910003e9, 0xd282000a,
+                                  0x9100015f}; // mov x9, sp; mov x10, #4096; mov sp, x10
+    const word_t mov_sp_x9 = 0x9100013f;
+    static char handlers_stack[64 << 10];
+    const stack_t alternate = {
+        .ss_sp = handlers_stack, .ss_flags = 0, .ss_size = sizeof handlers_stack};
+    sigaltstack(&alternate, nullptr);
+    for (const word_t write : {movi_v2, ldr_q2_literal}) {
+        code_page page;
+        page.write({leave_stack[0], leave_stack[1], leave_stack[2], write, mov_sp_x9, ret});
+        std::vector<native_write> writes = {{page.code + 3, 1 << 2}};
+        replace(writes);
+        for (int time = 0; time < 3; time++)
+            EXPECT_EQ(rows_cleared_by([&] { page.run(); }), 1u << 2);
+    }
+}
+
 TEST_F(Natives, TextThatCannotBeWritten) {
     const word_t words[] = {movi_v2, movi_v3, ret};
     char path[] = "/tmp/sve-text-XXXXXX";

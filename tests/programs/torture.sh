@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # By hand: programs under timer signals at 1 and 2 kHz whose handlers emulate themselves. Every output must be
-# that of the run without signals. Tells how many signals there were, how many came while the client ran, and
-# how many came within the code of an instruction.
+# that of the run without signals. Tells how many signals there were, how many had to wait, and how many detours
+# were taken for them.
 #
 #     torture.sh SVERUN STORM_LIBRARY TIMES PROGRAM...
 #
@@ -11,7 +11,7 @@ sverun=$1 storm=$2 times=$3
 shift 3
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
-total_runs=0 wrong=0 handlers=0 delivered=0 put_off=0 moved=0
+total_runs=0 wrong=0 handlers=0 delivered=0 put_off=0 detours=0
 
 number() { # PATTERN: the number that it has in its group, in the last line of the run's errors that matches
     local found
@@ -33,10 +33,10 @@ for program in "$@"; do
         fi
         delivered=$((delivered + $(number 'delivered ([0-9]+)')))
         put_off=$((put_off + $(number 'put off ([0-9]+)')))
-        moved=$((moved + $(number 'moved ([0-9]+)')))
+        detours=$((detours + $(number 'detours ([0-9]+)')))
         handlers=$((handlers + $(number 'signal storm: ([0-9]+) handlers')))
     done
 done
 echo "$total_runs runs, $wrong wrong; $handlers handlers of the storm; signals delivered $delivered," \
-    "put off $put_off, moved $moved"
+    "put off $put_off, detours $detours"
 [[ $wrong == 0 ]]
