@@ -114,12 +114,6 @@ trampoline *make_copy(trampoline &original) {
 
 } // namespace
 
-void step_back(mcontext_t &machine) {
-    trampoline *around = find_trampoline(machine.pc);
-    if (around && around->site && machine.pc == address_of(around->code()))
-        machine.pc = around->site;
-}
-
 bool is_on_its_way(mcontext_t &machine) {
     return way(machine).around();
 }
@@ -154,6 +148,15 @@ bool resume_at_fault(mcontext_t &machine) {
             return true;
         }
     return false;
+}
+
+bool step_back(mcontext_t &machine) {
+    trampoline *around = code_around(machine.pc);
+    const bool has_done_nothing =
+        around && around->site && machine.pc == address_of(around->code());
+    if (has_done_nothing)
+        machine.pc = around->site;
+    return has_done_nothing;
 }
 
 bool resume_at_push(ucontext_t &context) {

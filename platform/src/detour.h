@@ -13,9 +13,6 @@
 
 namespace platform {
 
-// Puts a context that is at the first word of a trampoline, which has done nothing yet, back to the instruction.
-void step_back(mcontext_t &machine);
-
 // Whether a context, which may be inside the client, will go on in a trampoline or in a detour.
 bool is_on_its_way(mcontext_t &machine);
 
@@ -33,5 +30,9 @@ bool resume_at_fault(mcontext_t &machine);
 // The same at the push of a register that found no room: goes on in a detour that has it elsewhere. The program itself asks
 // for no room there.
 bool resume_at_push(ucontext_t &context);
+
+// Puts a context that has faulted at the first word, so that nothing has been done yet, back to the instruction. False if
+// it isn't there.
+bool step_back(mcontext_t &machine);
 
 } // namespace platform

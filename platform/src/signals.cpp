@@ -188,8 +188,8 @@ bool resume(mcontext_t &machine) {
     const bool in_client = inside_client(stack_pointer);
     if (!in_client && (resume_at_fault(context.uc_mcontext) || resume_at_push(context)))
         return;
-    if (!in_client)
-        step_back(context.uc_mcontext);
+    if (!in_client && step_back(context.uc_mcontext) && dr_thread_area.pending)
+        let_signals_in(context);
     if (!in_client && application_action(signal).has_handler()) {
         deliver(signal, info, context);
         return;
@@ -213,10 +213,7 @@ bool resume(mcontext_t &machine) {
 
 // Whether a signal has to wait until the thread is at a boundary again.
 bool has_to_wait(mcontext_t &machine) {
-    if (inside_client(machine.sp) || dr_thread_area.pending)
-        return true;
-    step_back(machine);
-    return is_on_its_way(machine);
+    return inside_client(machine.sp) || dr_thread_area.pending || is_on_its_way(machine);
 }
 
 [[gnu::noinline]] void put_off(const siginfo_t &info, ucontext_t &context) {
