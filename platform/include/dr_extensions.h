@@ -100,8 +100,7 @@ typedef struct {
 typedef struct {
     const uint *words;
     uint word_count;
-    uint
-        exit; // the one word that leads back, wherever it stands: a place for it, which the platform fills
+    uint exit; // the one word that leads back, wherever it stands: the platform fills it
     const dr_fault_range_t *faults;
     uint fault_count;
 } dr_run_code_t;
