@@ -71,7 +71,7 @@ foreach(archive sve_core_archive sve_fplib)
 endforeach()
 # The headers that those of the interface, sve_utils.h and signals.h, include.
 foreach(header bits cpu_state decode_maps export handler handler_row mapped_arena page_size short_mutex
-               signals sve_utils vector_length vector_use)
+               signals sve_utils translation vector_length vector_use)
     install(FILES sve/core/${header}.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/core ${for_embedders})
 endforeach()
 install(FILES sve/fplib/fplib.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sve/fplib ${for_embedders})

@@ -42,7 +42,10 @@ const std::string help_text =
     "                     (default: 8, under a processor emulator 32)\n"
     "  --trap-every-time  let every SVE instruction trap each time it runs, and rewrite\n"
     "                     none: slow, for comparison and for finding faults\n"
-    "  --report           tell at the end how often it trapped, and about signals\n"
+    "  --no-translate     let the emulator run each rewritten instruction, and translate none\n"
+    "                     into native code: slower, for comparison and for finding faults\n"
+    "  --report           tell at the end how often it trapped, what share ran translated,\n"
+    "                     and about signals\n"
     "  --profile[=FILE]   tell at the end how often each SVE instruction was executed, on\n"
     "                     standard error or in FILE; - is standard output\n"
     "  --profile-format=text|json|html\n"
@@ -94,6 +97,7 @@ enum option_code {
     keep_upper,
     rewrite_after,
     trap_every_time,
+    no_translate,
     report,
     profile,
     profile_format,
@@ -115,6 +119,7 @@ constexpr option known_options[] = {
     {"keep-upper", no_argument, nullptr, keep_upper},
     {"rewrite-after", required_argument, nullptr, rewrite_after},
     {"trap-every-time", no_argument, nullptr, trap_every_time},
+    {"no-translate", no_argument, nullptr, no_translate},
     {"report", no_argument, nullptr, report},
     {"profile", optional_argument, nullptr, profile},
     {"profile-format", required_argument, nullptr, profile_format},
@@ -296,6 +301,9 @@ void apply(const given_option &option, request &request, formats &formats) {
         break;
     case trap_every_time:
         request.rewrite_after = 0;
+        break;
+    case no_translate:
+        request.translate = false;
         break;
     case report:
         request.report = true;

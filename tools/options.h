@@ -26,6 +26,7 @@ struct request {
     std::string client_args;    // words for the client library, each ended by a newline
     bool names_process = false; // it is to hear which process the program becomes
     std::optional<unsigned> rewrite_after; // traps; 0: never
+    bool translate = true;
     bool report = false;
     std::optional<profile_request> profile;
     std::string emulator = "qemu-aarch64";

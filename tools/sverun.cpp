@@ -178,6 +178,10 @@ std::string own_words(request &request, const std::string &program, const std::s
     std::string words;
     if (is_installed && !request.keep_upper)
         words += "-clear_upper_bytes\nyes\n";
+    if (is_installed && request.translate)
+        words += "-translate\nyes\n";
+    if (counts && request.report)
+        words += "-report_translation\nyes\n";
     if (counts && (request.totals || request.profile)) {
         request.names_process = true;
         words += "-none_ran\n" + text_if_none_ran(request.libraries) + '\n';

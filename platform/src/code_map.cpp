@@ -84,17 +84,22 @@ const code_mapping *find_code(uintptr_t pc) {
     code.end.store(0, std::memory_order_relaxed);
     if (!code.path)
         code.path = static_cast<char *>(map_memory(PATH_MAX));
-    const uint32_t before = changes.load(std::memory_order_acquire);
     if (!code.path)
         return nullptr;
-    code.mapping = read_mapping(pc);
     code.mapping.number = ++last_number;
-    code.mapping.in_module = find_module(pc, code.mapping.module, code.path);
-    code.start.store(code.mapping.start, std::memory_order_relaxed);
-    code.end.store(code.mapping.end, std::memory_order_release);
-    // Otherwise good for this time only.
-    if (changes.load(std::memory_order_acquire) != before)
-        code.end.store(0, std::memory_order_relaxed);
+    // Threads that begin map memory for themselves all the while. What changed each time is good for this time only.
+    constexpr unsigned tries = 16;
+    for (unsigned i = 0; i < tries && code.end.load(std::memory_order_relaxed) == 0; i++) {
+        const uint32_t before = changes.load(std::memory_order_acquire),
+                       number = code.mapping.number;
+        code.mapping = read_mapping(pc);
+        code.mapping.number = number;
+        code.mapping.in_module = find_module(pc, code.mapping.module, code.path);
+        code.start.store(code.mapping.start, std::memory_order_relaxed);
+        code.end.store(code.mapping.end, std::memory_order_release);
+        if (changes.load(std::memory_order_acquire) != before)
+            code.end.store(0, std::memory_order_relaxed);
+    }
     return &code.mapping;
 }
 

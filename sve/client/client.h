@@ -31,6 +31,9 @@ extern uint64_t aarch64_instr_count;
 //     -clear_upper_bytes yes   or no, which is so without the option
 extern bool clears_upper_bytes;
 
+// Says that a handler has not emulated an instruction.
+void say_not_emulated(unsigned int word, const void *pc);
+
 // Ends the process with a message on the platform's error handle.
 [[noreturn]] inline void assertion_failure(int line, const char *condition) {
     dr_fprintf(STDERR, "ASSERT FAILURE: %s:%d: %s (%s)\n", "sve/client/sve_client", line, condition,

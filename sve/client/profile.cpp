@@ -2,6 +2,7 @@
 
 #include "platform/include/dr_extensions.h"
 #include "sve/client/client.h"
+#include "sve/client/runs.h"
 #include "sve/client/write_all.h"
 #include "sve/core/sve_utils.h"
 #include "sve/core/vector_length.h"
@@ -175,6 +176,7 @@ void sve::client::note_for_profile(app_pc block, app_pc pc, uint32_t word) {
         return;
     // By the block's address, for which the platform has just been asked.
     module_data_t *data = dr_lookup_code_module(block);
+    collect_run_counts(); // of what has been there before
     {
         const std::lock_guard lock(icounts_mutex);
         notes().note(reinterpret_cast<uintptr_t>(pc), {notes().module_of(data), word});

@@ -5,10 +5,12 @@
 #include "sve/client/client.h"
 
 #include "sve/client/profile.h"
+#include "sve/client/runs.h"
 #include "sve/client/totals.h"
 #include "sve/core/host_fp.h"
 #include "sve/core/signals.h"
 #include "sve/core/sve_utils.h"
+#include "sve/native/thread_state.h"
 
 #include "droption.h"
 #include "drreg.h"
@@ -43,23 +45,36 @@ void sve::library_loaded() {
 
 // ---- Threads -----------------------------------------------------------------------------------
 
+// The registers, and what translated code has beside them.
+static size_t thread_bytes() {
+    return translates ? sizeof(sve::native::thread_state) : sizeof(cpu_state);
+}
+
 static void event_thread_init(void *drcontext) {
-    void *memory = dr_thread_alloc(drcontext, sizeof(cpu_state));
+    void *memory = dr_thread_alloc(drcontext, thread_bytes());
     if (!memory)
         assertion_failure(__LINE__, "data != __null");
-    std::memset(memory, 0, sizeof(cpu_state));
+    std::memset(memory, 0, thread_bytes());
     drmgr_set_tls_field(drcontext, tls_idx, memory);
+    if (sve::counts_instructions && translates)
+        begin_counting(drcontext, *static_cast<sve::native::thread_state *>(memory));
 }
 
 static void event_thread_exit(void *drcontext) {
     void *data = drmgr_get_tls_field(drcontext, tls_idx);
     if (data == nullptr)
         assertion_failure(__LINE__, "data != __null");
-    dr_thread_free(drcontext, data, sizeof(cpu_state));
+    if (sve::counts_instructions && translates)
+        end_counting(*static_cast<sve::native::thread_state *>(data));
+    dr_thread_free(drcontext, data, thread_bytes());
     drmgr_set_tls_field(drcontext, tls_idx, nullptr);
 }
 
 // ---- Emulation ---------------------------------------------------------------------------------
+
+void sve::client::say_not_emulated(unsigned int word, const void *pc) {
+    fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", word, pc);
+}
 
 // Runs the instruction at the state's pc.
 [[gnu::always_inline]] static inline void run(cpu_state *state, unsigned int word,
@@ -69,8 +84,7 @@ static void event_thread_exit(void *drcontext) {
             update_sve_stats(state->pc, word);
     } else {
         // Not the word at pc, which may be a branch to this call by now.
-        fprintf(stderr, "Error: failed to emulate SVE instruction 0x%08x at PC %p\n", word,
-                static_cast<void *>(state->pc));
+        say_not_emulated(word, state->pc);
     }
 }
 
@@ -112,6 +126,9 @@ void event_trap(void *drcontext, dr_registers_t *registers, const dr_trapped_ins
         run(state, instrs[i].word, reinterpret_cast<aarch64_handler>(instrs[i].data));
     }
 
+    if (translates)
+        forget_predicates(*reinterpret_cast<sve::native::thread_state *>(state));
+
     std::memcpy(registers->x, state->x, sizeof state->x);
     registers->sp = state->sp;
     registers->nzcv = state->nzcv;
@@ -127,6 +144,8 @@ static void event_exit() {
     constexpr uint all_categories = 0xffffff;
     dr_log(nullptr, all_categories, 1, "SVE client exiting\n");
     if constexpr (sve::counts_instructions) {
+        collect_run_counts();
+        report_translation();
         write_totals();
         write_profile();
     }
@@ -141,8 +160,15 @@ static void event_exit() {
 
 // A fork copies what the other threads were at. So the statistics are at rest in its moment.
 static void keep_locks_around_forks() {
-    const auto unlock = [] { icounts_mutex.unlock(); };
-    if (pthread_atfork([] { icounts_mutex.lock(); }, unlock, unlock) != 0)
+    const auto lock = [] {
+        lock_runs();
+        icounts_mutex.lock();
+    };
+    const auto unlock = [] {
+        icounts_mutex.unlock();
+        unlock_runs();
+    };
+    if (pthread_atfork(lock, unlock, unlock) != 0)
         assertion_failure(__LINE__, "false");
 }
 
@@ -198,6 +224,7 @@ DR_EXPORT void dr_client_main(client_id_t, int argc, const char *argv[]) {
         assertion_failure(__LINE__, "false");
     dr_register_trap_event(event_trap); // where there are none, no instruction is left to them
     tls_idx = drmgr_register_tls_field();
+    start_runs();
     keep_locks_around_forks();
 
     sve_instr_count.store(0, std::memory_order_release);

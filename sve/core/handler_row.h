@@ -2,6 +2,7 @@
 
 #include "sve/core/decode_maps.h"
 #include "sve/core/vector_use.h"
+#include "sve/core/translation.h"
 
 #include <span>
 
@@ -21,6 +22,7 @@ struct handler_row {
     aarch64_handler reference = nullptr;
     handler_route route = handler_route::direct;
     vector_use vectors = {}; // that the form's words read and write
+    native::translation translate = nullptr; // into native code; null: only the handler does the work
 };
 
 // A family's rows: constant-initialised, so that they are there when the maps are filled from them.

@@ -139,10 +139,11 @@ aarch64_decode_rc execute_sve_instruction(cpu_state *state) {
 
 // ---- Statistics --------------------------------------------------------------------------------
 
-// Adds 1 to a counter that is only written under icounts_mutex. It is atomic for those who read it
+// Adds to a counter that is only written under icounts_mutex. It is atomic for those who read it
 // without the lock; a read-modify-write would cost an exclusive pair on every emulated instruction.
-static void increment(std::atomic<uint64_t> &counter) {
-    counter.store(counter.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+[[gnu::always_inline]] static inline void increase(std::atomic<uint64_t> &counter,
+                                                   uint64_t amount) {
+    counter.store(counter.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
 }
 
 [[gnu::noinline]] static std::atomic<uint64_t> &add_row(unsigned int *pc, unsigned int word) {
@@ -156,13 +157,21 @@ static void increment(std::atomic<uint64_t> &counter) {
     return count;
 }
 
-void update_sve_stats(unsigned int *pc, unsigned int word) {
+[[gnu::always_inline]] static inline void count_executions(unsigned int *pc, unsigned int word,
+                                                           uint64_t executions) {
     const std::lock_guard lock(icounts_mutex);
-    increment(sve_instr_count);
+    increase(sve_instr_count, executions);
     std::atomic<uint64_t> *count = icounts_index.find(pc);
     if (!count) [[unlikely]]
         count = &add_row(pc, word);
-    increment(*count);
+    increase(*count, executions);
+}
+
+void update_sve_stats(unsigned int *pc, unsigned int word) {
+    count_executions(pc, word, 1);
+}
+void update_sve_stats(unsigned int *pc, unsigned int word, uint64_t executions) {
+    count_executions(pc, word, executions);
 }
 
 void dump_sve_stats() {

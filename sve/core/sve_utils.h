@@ -38,6 +38,8 @@ SVE_EXPORT aarch64_decode_rc execute_sve_instruction(cpu_state *state);
 
 // Counts one emulated instruction, in total and for its address.
 SVE_EXPORT void update_sve_stats(unsigned int *pc, unsigned int word);
+// The same for so many executions of it.
+void update_sve_stats(unsigned int *pc, unsigned int word, uint64_t executions);
 
 // Prints address, word and count of every instruction that has run to the standard error stream, in
 // ascending address order. Must not run while a thread is emulating.

@@ -1,39 +1,43 @@
 #include "sve/core/families.h"
 #include "sve/core/stubs.h"
 #include "sve/memory/gathers.h"
+#include "sve/memory/gathers_native.h"
 
 using namespace sve;
 using namespace sve::memory;
 
 // All but the prefetches are in one map. The routine of the reference route's rows is reference_route.
-template <class Shape, class Element, auto routine, auto function>
+template <class Shape, class Element, class Memory, auto routine, auto function>
 static consteval handler_row load_row(const char *name, unsigned key) {
     constexpr unsigned size = size_of<Element>;
     return row_to<routine, function, to_z, Zd<size>, Pg<Z>, typename Shape::template first<size>,
-                  typename Shape::template second<size>>(name, &decode_map__31_21__15_13, key);
+                  typename Shape::template second<size>>(
+        name, &decode_map__31_21__15_13, key, by<native_load_gathered<Memory, Shape, size>>);
 }
-template <class Shape, class Element, auto routine, auto function>
+template <class Shape, class Element, class Memory, auto routine, auto function>
 static consteval handler_row store_row(const char *name, unsigned key) {
     constexpr unsigned size = size_of<Element>;
     using First = typename Shape::template first<size>;
     using Second = typename Shape::template second<size>;
     return row_of<function, to_none, Pg<plain>, First, Second, Zd<size>>(
         name, &decode_map__31_21__15_13, key,
-        direct_stub<routine, Zd<size>, Pg<plain>, First, Second>());
+        direct_stub<routine, Zd<size>, Pg<plain>, First, Second>(),
+        translation_stub<native_store_scattered<Memory, Shape, size>, Zd<size>, Pg<plain>, First,
+                         Second>());
 }
 
 #define LOAD(type, op, bytes, shape, routine, key)                                                 \
-    load_row<shape, type, sve_##routine, Vec##type##op##bytes##shape>(                             \
+    load_row<shape, type, memory_type<type, bytes>, sve_##routine, Vec##type##op##bytes##shape>(   \
         "Vec" #type #op #bytes #shape, key),
 #define REFERENCE_LOAD(type, op, bytes, shape, key)                                                \
-    load_row<shape, type, reference_route, Vec##type##op##bytes##shape>(                           \
+    load_row<shape, type, memory_type<type, bytes>, reference_route, Vec##type##op##bytes##shape>( \
         "Vec" #type #op #bytes #shape, key),
 #define STORE(type, op, bytes, shape, routine, key)                                                \
-    store_row<shape, type, sve_##routine, Vec##type##op##bytes##shape>(                            \
+    store_row<shape, type, memory_type<type, bytes>, sve_##routine, Vec##type##op##bytes##shape>(  \
         "Vec" #type #op #bytes #shape, key),
 #define REFERENCE_STORE(type, op, bytes, shape, key)                                               \
-    store_row<shape, type, reference_route, Vec##type##op##bytes##shape>(                          \
-        "Vec" #type #op #bytes #shape, key),
+    store_row<shape, type, memory_type<type, bytes>, reference_route,                              \
+              Vec##type##op##bytes##shape>("Vec" #type #op #bytes #shape, key),
 
 // clang-format off
 static constexpr handler_row rows[] = {

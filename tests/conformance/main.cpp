@@ -3,6 +3,7 @@
 
 #include "tests/conformance/encodings.h"
 #include "tests/conformance/native_writes.h"
+#include "tests/conformance/runs.h"
 #include "tests/conformance/self_check.h"
 #include "tests/conformance/trials.h"
 
@@ -22,8 +23,9 @@ constexpr int cannot_run_here = 77; // the test is skipped then
 
 constexpr char usage[] =
     "usage: conformance [--rows PATTERN] [--trials N] [--seed S] [--trial INDEX] [--shard I/N]\n"
-    "                   [--tier hardware|reference|both] [--list] [--self-check]\n"
-    "                   [--encodings WORDS] [--native-writes WORDS]\n";
+    "                   [--tier hardware|reference|translated|both|all] [--list]\n"
+    "                   [--self-check]\n"
+    "                   [--encodings WORDS] [--native-writes WORDS] [--runs N]\n";
 
 struct options {
     trial_settings settings;
@@ -33,6 +35,7 @@ struct options {
     bool self_check = false;
     uint64_t encodings = 0;     // random words to ask the processor for, instead of trials
     uint64_t native_writes = 0; // or to compare the table of native writes with
+    uint64_t runs = 0;          // or of translated code to compare with the emulator
 };
 
 [[noreturn]] void refuse(const char *what, const char *argument) {
@@ -79,8 +82,10 @@ options parse(int argc, char **argv) {
                 refuse("not a shard", text);
         } else if (option == "--tier") {
             const std::string_view tier = argument();
-            settings.hardware = tier == "hardware" || tier == "both";
-            settings.reference = tier == "reference" || tier == "both";
+            const bool is_all = tier == "all";
+            settings.translated = tier == "translated" || is_all;
+            settings.hardware = tier == "hardware" || tier == "both" || settings.translated;
+            settings.reference = tier == "reference" || tier == "both" || is_all;
             if (!settings.hardware && !settings.reference)
                 refuse("not a tier", argv[i]);
         } else if (option == "--list") {
@@ -89,6 +94,8 @@ options parse(int argc, char **argv) {
             options.encodings = number(argument());
         } else if (option == "--native-writes") {
             options.native_writes = number(argument());
+        } else if (option == "--runs") {
+            options.runs = number(argument());
         } else if (option == "--self-check") {
             options.self_check = true;
         } else if (option == "--help") {
@@ -111,8 +118,8 @@ int main(int argc, char **argv) {
         refuse("no row matches", options.rows);
     if (options.list) {
         for (const tested_row &row : rows)
-            printf("%-24s mask %08x value %08x%s\n", row.row->name, row.mask, row.value,
-                   row.row->reference ? ", both tiers" : "");
+            printf("%-24s mask %08x value %08x%s%s\n", row.row->name, row.mask, row.value,
+                   row.row->reference ? ", both tiers" : "", row.row->translate ? ", translated" : "");
         return 0;
     }
     if (const char *obstacle = open_processor(options.encodings != 0)) {
@@ -125,6 +132,8 @@ int main(int argc, char **argv) {
 
     if (options.encodings)
         return check_encodings(options.encodings, settings.seed) ? 0 : 1;
+    if (options.runs)
+        return check_runs(options.rows, options.runs, settings.seed) ? 0 : 1;
     if (options.native_writes)
         return check_native_writes(options.native_writes, settings.seed) ? 0 : 1;
 
@@ -137,8 +146,10 @@ int main(int argc, char **argv) {
             tested++;
         }
     const double microseconds = static_cast<double>(std::clock() - start) * 1e6 / CLOCKS_PER_SEC;
-    printf("conformance: %lu rows, %lu trials, %lu mismatches, seed 0x%lx, %.2f µs/trial\n", tested,
-           totals.trials, totals.mismatches, settings.seed,
-           totals.trials ? microseconds / static_cast<double>(totals.trials) : 0);
+    printf(
+        "conformance: %lu rows, %lu trials, %lu translated, %lu left, %lu mismatches, seed 0x%lx, "
+        "%.2f µs/trial\n",
+        tested, totals.trials, totals.translated, totals.left, totals.mismatches, settings.seed,
+        totals.trials ? microseconds / static_cast<double>(totals.trials) : 0);
     return totals.mismatches == 0 && totals.trials > 0 ? 0 : 1;
 }

@@ -176,10 +176,14 @@ static void draw_gathered(const memory_form &form, const trial_input &in) {
         }
         set_register(state, bits(in.word, 9, 5), base);
     }
+    const bool is_all_accessible = in.random.one_in(2); // as far as the offsets reach
     for (unsigned e = 0; e < form.elements; e++) {
-        if (in.random.one_in(32))
+        if (!is_all_accessible && in.random.one_in(32))
             continue; // anywhere
-        uint64_t offset = (draw_place(form.memory, in.random) - base) / scale;
+        uint64_t place = draw_place(form.memory, in.random);
+        while (is_all_accessible && !is_in_arena(place, form.memory))
+            place = draw_place(form.memory, in.random);
+        uint64_t offset = (place - base) / scale;
         if (form.shape.front() == 'X' || form.shape.front() == 'Y')
             offset = static_cast<uint32_t>(offset) | in.random.next() << 32;
         memcpy(state.z[z] + e * form.element, &offset, form.element);

@@ -62,8 +62,7 @@ void open_arena(uint64_t seed) {
     memcpy(arena().data(), contents.data(), arena().size());
 }
 
-// Moves what an instruction did to the arena into its outcome.
-static void take_memory(outcome &result) {
+void take_memory(outcome &result) {
     result.memory.clear();
     if (!arena_is_open || equal(arena().data(), contents.data(), arena().size()))
         return;

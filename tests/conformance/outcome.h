@@ -28,6 +28,9 @@ const std::vector<uint8_t> &arena_contents();
 
 using emulate_function = aarch64_decode_rc (*)(cpu_state *);
 
+// Moves what an instruction did to the arena into its outcome.
+void take_memory(outcome &result);
+
 void run_on_processor(size_t loaded_word, const machine_state &before, outcome &result);
 void run_emulator(emulate_function emulate, uint32_t word, const machine_state &before,
                   outcome &result);

@@ -1,6 +1,7 @@
 #include "tests/conformance/processor.h"
 
 #include "sve/core/signals.h"
+#include "tests/conformance/translated.h"
 
 #include <array>
 #include <asm/hwcap.h>
@@ -70,6 +71,10 @@ static void handle_fault(int signal, siginfo_t *info, void *context) {
     if (block && registers.pc == reinterpret_cast<uint64_t>(&block->word)) {
         raised = signal;
         registers.pc += sizeof block->word;
+        return;
+    }
+    if (const uint64_t resume = translation_resumes_at(registers.pc)) {
+        registers.pc = resume;
         return;
     }
     if (SVEFaultRegion && (signal == SIGSEGV || signal == SIGBUS)) {

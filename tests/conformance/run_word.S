@@ -149,6 +149,17 @@ conformance_run_end:
     ret
     .size conformance_run_end, . - conformance_run_end
 
+    // What translated code calls to leave its instruction to the emulator: takes its frame down, notes the place
+    // that it would return to, and goes on as behind any word.
+    .globl conformance_left
+    .type conformance_left, %function
+conformance_left:
+    str x30, [x27, #296 + 49 * SVE_VECTOR_BITS / 8] // thread_state's returns_to
+    ldp x27, x30, [sp], #16
+    msr tpidr_el0, x30
+    b conformance_run_end
+    .size conformance_left, . - conformance_left
+
     // The vector length in bytes.
     .globl conformance_vector_bytes
     .type conformance_vector_bytes, %function

@@ -3,6 +3,7 @@
 #include "sve/core/decode_keys.h"
 #include "tests/conformance/known_differences.h"
 #include "tests/conformance/report.h"
+#include "tests/conformance/translated.h"
 
 #include <algorithm>
 #include <fnmatch.h>
@@ -82,6 +83,9 @@ private:
                      drawn.word, row_.row->name);
             count_mismatch([&] { return std::string(text); });
         }
+        const translated_word translated = {row_.row, drawn.word};
+        has_translation_ =
+            settings_.translated && row_.row->translate && load_translation({&translated, 1});
         before_ = first_registers_;
         for (uint64_t state = 0; state < states_per_word; state++) {
             // Each state is made from the one before it, so none is left out.
@@ -89,6 +93,9 @@ private:
             draw_operands(input);
             if (drawn.known && drawn.known->prepare)
                 drawn.known->prepare(drawn.word, before_);
+            has_room_ =
+                has_translation_ &&
+                make_room_for_frame(*row_.row, drawn.word, row_.uses_memory, drawn.random, before_);
             if (settings_.adjust)
                 settings_.adjust(input);
             running.trial = drawn.number * states_per_word + state;
@@ -104,6 +111,13 @@ private:
         if (settings_.hardware) {
             find_expected(drawn, loaded_index);
             compare(drawn, "hardware");
+            if (has_room_) {
+                totals_.translated++;
+                const translated_word translated = {row_.row, drawn.word};
+                totals_.left +=
+                    run_translation(settings_.emulate, {&translated, 1}, before_, native_);
+                compare(drawn, "translated", native_);
+            }
         }
         if (settings_.reference && row_.row->reference) {
             run_reference(row_.row->reference, drawn.word, before_, expected_);
@@ -131,11 +145,12 @@ private:
         expected_.trouble = nullptr;
     }
 
-    void compare(const drawn_word &drawn, const char *tier) {
-        if (!same(expected_, got_))
+    void compare(const drawn_word &drawn, const char *tier) { compare(drawn, tier, got_); }
+    void compare(const drawn_word &drawn, const char *tier, const outcome &got) {
+        if (!same(expected_, got))
             count_mismatch([&] {
                 return describe({row_, drawn.word, settings_.seed, running.trial, tier, drawn.known,
-                                 before_.emulated, expected_, got_});
+                                 before_.emulated, expected_, got});
             });
     }
 
@@ -152,9 +167,10 @@ private:
     const uint64_t seed_;
     const std::vector<const known_difference *> known_differences_;
     unsigned printed_ = 0;
+    bool has_translation_ = false, has_room_ = false;
     machine_state first_registers_{}; // of each word
     machine_state before_{};
-    outcome expected_{}, got_{};
+    outcome expected_{}, got_{}, native_{};
 };
 
 } // namespace

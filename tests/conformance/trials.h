@@ -17,6 +17,7 @@ struct trial_settings {
     // What the emulator is held against.
     bool hardware = true;
     bool reference = true;
+    bool translated = true; // the translation against those that are there
 
     // Replaced by the self-check.
     emulate_function emulate = execute_sve_instruction;
@@ -28,6 +29,8 @@ struct trial_settings {
 struct trial_totals {
     uint64_t trials = 0;
     uint64_t mismatches = 0;
+    uint64_t translated = 0; // trials in which native code ran
+    uint64_t left = 0;       // of them, those that it left to the emulator
 };
 
 // The rows of all families whose handler's name matches the pattern.

@@ -26,6 +26,7 @@
 
 using namespace platform;
 using a64::word_t;
+using testing::AnyOf;
 using testing::ElementsAre;
 
 // ---- Code with SVE instructions -----------------------------------------------------------------
@@ -124,7 +125,8 @@ TEST(Rewriting, WholeBlockAtTheFirstTrap) {
     const std::vector<word_t> before(three_sites, three_sites_end);
     uint32_t seen;
     EXPECT_EQ(run(three_sites, 100, 20, &seen), 143u);
-    EXPECT_THAT(rewritten(before, three_sites), ElementsAre(1, 4, 5));
+    // Of adjacent ones only the first, if they are translated.
+    EXPECT_THAT(rewritten(before, three_sites), AnyOf(ElementsAre(1, 4), ElementsAre(1, 4, 5)));
     EXPECT_EQ(seen, three_sites[4]);
     EXPECT_EQ(protection_of(three_sites), PROT_READ | PROT_EXEC);
 

@@ -5,7 +5,7 @@
 #     compare.sh [-n TIMES] [-s STATUS] [-t TOTAL] [-o OPTION] SVERUN SVE_PROCESSOR... -- PROGRAM ARGUMENTS...
 #
 # With -n the emulated run is repeated: what goes wrong by an accident of timing may do so rarely. In turns code is
-# rewritten as usual, when it is met, and never. -s is another status than 0 that the program is to end with. With -t
+# rewritten as usual, when it is met, so without translation, and never. -s is another status than 0 that the program is to end with. With -t
 # the total of emulated instructions must be this one, or `none` printed. A program that a signal ends prints no
 # totals. -o is an option of the launcher's.
 set -u
@@ -42,9 +42,9 @@ fail() {
     { tail -n 5 "$directory/real_errors" && fail "status $real_status with SVE, and not $status"; }
 [[ -s $directory/real ]] || { tail -n 5 "$directory/real_errors" && fail "the program prints nothing"; }
 
-ways=("" --rewrite-after=1 --trap-every-time)
+ways=("" --rewrite-after=1 "--rewrite-after=1 --no-translate" --trap-every-time)
 for ((time = 1; time <= times; time++)); do
-    SVERUN_OPTIONS=${ways[(time - 1) % 3]} "${sverun[@]}" "$@" >"$directory/emulated" 2>"$directory/totals" </dev/null
+    SVERUN_OPTIONS=${ways[(time - 1) % 4]} "${sverun[@]}" "$@" >"$directory/emulated" 2>"$directory/totals" </dev/null
     emulated_status=$?
     [[ $emulated_status == "$status" ]] ||
         fail "run $time: status $emulated_status under sverun, $status with SVE"

@@ -1,0 +1,1 @@
+#include "sve/memory/first_fault_native.h"
